@@ -1,1 +1,5 @@
-int main() { return 0; }
+#include "MainCtrl.h"
+
+int main() {
+    return CMainCtrl::Main();
+}

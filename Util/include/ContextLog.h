@@ -23,11 +23,12 @@ constexpr const char* ContextLogBaseName(const char* path) {
     return base;
 }
 
-#define KAE_LOG_(prio, color, reset, fmt, ...)                                              \
-    __dlog_print(LOG_ID_MAIN, prio, KAE_LOG_TAG, color "%s: %s(%d) > " fmt reset,           \
+#define KAE_LOG_(prio, color, reset, fmt, ...)                                    \
+    __dlog_print(LOG_ID_MAIN, prio, KAE_LOG_TAG, color "%s: %s(%d) > " fmt reset, \
                  ContextLogBaseName(__FILE__), __func__, __LINE__, ##__VA_ARGS__)
 
-#define KAE_LOGE(fmt, ...) KAE_LOG_(DLOG_ERROR, KAE_COLOR_ERROR, KAE_COLOR_RESET, fmt, ##__VA_ARGS__)
+#define KAE_LOGE(fmt, ...) \
+    KAE_LOG_(DLOG_ERROR, KAE_COLOR_ERROR, KAE_COLOR_RESET, fmt, ##__VA_ARGS__)
 #define KAE_LOGI(fmt, ...) KAE_LOG_(DLOG_INFO, KAE_COLOR_INFO, KAE_COLOR_RESET, fmt, ##__VA_ARGS__)
 #define KAE_LOGD(fmt, ...) KAE_LOG_(DLOG_DEBUG, "", "", fmt, ##__VA_ARGS__)
 

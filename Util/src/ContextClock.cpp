@@ -74,19 +74,29 @@ IClockSource& Source() {
 
 }  // namespace
 
-int64_t ContextClock::MonotonicUs() { return Source().MonotonicUs(); }
+int64_t ContextClock::MonotonicUs() {
+    return Source().MonotonicUs();
+}
 
-time_t ContextClock::WallTime() { return static_cast<time_t>(Source().WallTimeUs() / 1000000); }
+time_t ContextClock::WallTime() {
+    return static_cast<time_t>(Source().WallTimeUs() / 1000000);
+}
 
-int64_t ContextClock::WallTimeUs() { return Source().WallTimeUs(); }
+int64_t ContextClock::WallTimeUs() {
+    return Source().WallTimeUs();
+}
 
-void ContextClock::SleepUs(int64_t us) { Source().SleepUs(us); }
+void ContextClock::SleepUs(int64_t us) {
+    Source().SleepUs(us);
+}
 
 void ContextClock::SetSource(IClockSource* source) {
     s_source.store(source, std::memory_order_release);
 }
 
-double ContextClock::TimeScale() { return System().Scale(); }
+double ContextClock::TimeScale() {
+    return System().Scale();
+}
 
 bool ContextClock::ParseTimeScale(const char* text, double* scale) {
     if (text == nullptr || text[0] == '\0' || isspace(static_cast<unsigned char>(text[0]))) {

@@ -5,7 +5,9 @@
 ContextManualClock::ContextManualClock(time_t wallSeconds)
     : m_monotonicUs(1000000000), m_wallUs(static_cast<int64_t>(wallSeconds) * 1000000) {}
 
-ContextManualClock::~ContextManualClock() { Release(); }
+ContextManualClock::~ContextManualClock() {
+    Release();
+}
 
 int64_t ContextManualClock::MonotonicUs() {
     std::lock_guard<std::mutex> lock(m_mutex);

@@ -1,8 +1,8 @@
 #include "PlatformStore.h"
 
+#include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <ctype.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -170,8 +170,8 @@ bool PlatformStore::ParseInt(const std::string& text, int* out) {
     errno = 0;
     char* end = nullptr;
     long v = strtol(text.c_str(), &end, 10);
-    if (errno != 0 || *end != '\0' || v < INT_MIN || v > INT_MAX || isspace(
-                                                                          static_cast<unsigned char>(text[0]))) {
+    if (errno != 0 || *end != '\0' || v < INT_MIN || v > INT_MAX ||
+        isspace(static_cast<unsigned char>(text[0]))) {
         return false;
     }
     *out = static_cast<int>(v);

@@ -61,8 +61,8 @@ TEST_F(PlatformStoreTest, ValuesRoundTripWithTheirTypeAndKeySlashesBecomeFolders
 
 TEST_F(PlatformStoreTest, RefusesKeysThatLeaveTheStoreAndValuesThatDoNotFitTheirType) {
     PlatformStore::Value v{PlatformStore::Type::Int, "1"};
-    for (const char* bad : {"", "/etc/passwd", "../x", "a/../../x", "a//b", "a/", ".hidden",
-                            "a b", "tab\tkey"}) {
+    for (const char* bad :
+         {"", "/etc/passwd", "../x", "a/../../x", "a//b", "a/", ".hidden", "a b", "tab\tkey"}) {
         EXPECT_EQ(PlatformStore::Write("vconf", bad, v), -EINVAL) << bad;
         EXPECT_FALSE(PlatformStore::IsValidKey(bad)) << bad;
     }
@@ -101,6 +101,5 @@ TEST_F(PlatformStoreTest, FeatureFlagsAnswerThroughSystemInfo) {
     EXPECT_EQ(system_info_get_custom_bool("x/int", &flag), SYSTEM_INFO_ERROR_INVALID_PARAMETER);
     EXPECT_EQ(system_info_get_custom_bool(nullptr, &flag), SYSTEM_INFO_ERROR_INVALID_PARAMETER);
     EXPECT_EQ(system_info_get_custom_bool(key, nullptr), SYSTEM_INFO_ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(system_info_get_custom_bool("../escape", &flag),
-              SYSTEM_INFO_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(system_info_get_custom_bool("../escape", &flag), SYSTEM_INFO_ERROR_INVALID_PARAMETER);
 }

@@ -1,0 +1,43 @@
+// The process controller: decides which shape of the service runs, owns the
+// service-wide objects, runs the main loop and tears everything down in a
+// fixed order.
+#ifndef TESSIVO_SERVICEMANAGER_MAINCTRL_H
+#define TESSIVO_SERVICEMANAGER_MAINCTRL_H
+
+#include <glib.h>
+
+#include <atomic>
+
+class CDBusServer;
+class IServer;
+
+class CMainCtrl {
+public:
+    CMainCtrl() = delete;
+
+    // Process entry; returns the exit code (always 0).
+    static int Main();
+
+    static void RegisterSignal();
+    // The signal handler proper: async-signal-safe, it only records the
+    // signal for the main loop. \context Signal context.
+    static void OnSignal(int signum);
+    static bool IsTavloTV();
+    static bool OnlyDbusCreate();
+    // Stops and destroys whatever exists; safe to call any number of times.
+    // \context Main thread.
+    static void Finalize();
+
+    static CDBusServer* m_pCDBusServer;
+    static IServer* m_pIServer;
+    // Read by the signal handler, hence atomic.
+    static std::atomic<GMainLoop*> m_pMainLoop;
+
+private:
+    // Runs on the main loop for each recorded signal: logs it and, when the
+    // loop existed at the time of the signal, finalises and quits.
+    static gboolean _OnSignalPipe(gint fd, GIOCondition condition, gpointer user);
+    static void _HandleSignal(int signum, bool loopExisted);
+};
+
+#endif

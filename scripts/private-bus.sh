@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Starts a private bus configured like the system bus, with tessivo's policy
+# file, on a socket in DIR. Prints the bus address; DIR/pid holds the
+# daemon's pid (kill it to stop the bus).
+# usage: scripts/private-bus.sh DIR
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+dir=${1:?usage: private-bus.sh DIR}
+mkdir -p "$dir"
+chmod 755 "$dir"
+sed -e "s|@SOCKET@|$dir/system_bus_socket|" \
+    -e "s|@POLICY@|$top/dbus/com.norvale.tv.tessivo.conf|" \
+    "$top/dbus/private-system-bus.conf.in" > "$dir/system-bus.conf"
+setsid dbus-daemon --config-file="$dir/system-bus.conf" --nofork \
+    --print-address=1 > "$dir/address" 2> "$dir/dbus-daemon.log" < /dev/null &
+echo $! > "$dir/pid"
+for _ in $(seq 100); do
+    if [ -s "$dir/address" ]; then
+        head -n 1 "$dir/address"
+        exit 0
+    fi
+    if ! kill -0 "$(cat "$dir/pid")" 2>/dev/null; then
+        break
+    fi
+    sleep 0.05
+done
+echo "dbus-daemon did not start:" >&2
+cat "$dir/dbus-daemon.log" >&2
+exit 1

@@ -1,0 +1,291 @@
+// The D-Bus front of kae-service on a private system bus, driven by clients
+// that are not ours: gdbus, dbus-send and dbus-monitor.
+#include <json/json.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <regex>
+
+#include "ServiceTest.h"
+
+namespace {
+
+const std::vector<std::string> kWhiteList = {
+    "sensord", "apps/org.tizen.kiv-app/bin/KivApp.dll",
+    "apps/com.norvale.tv.KAEDemoViewer/bin/KAEDemoViewer.dll", "kae-test-console"};
+
+// The pieces of text in order: each must appear after the one before it.
+::testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& pieces,
+                                   const std::string& prefix = "") {
+    size_t at = 0;
+    for (const std::string& piece : pieces) {
+        const std::string line = prefix + piece;
+        size_t found = text.find(line, at);
+        if (found == std::string::npos) {
+            return ::testing::AssertionFailure() << "\"" << line << "\" missing or out of order";
+        }
+        at = found + line.size();
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Log messages in order. A message is matched behind the "file:
+// function(line) > " prefix, so a function named like a message does not
+// count.
+::testing::AssertionResult LogInOrder(const std::string& log,
+                                      const std::vector<std::string>& messages) {
+    return InOrder(log, messages, "> ");
+}
+
+// The string argument of gdbus's "(true, '...')" output.
+std::string QuotedPart(const std::string& out) {
+    size_t open = out.find('\'');
+    size_t close = out.rfind('\'');
+    return open == std::string::npos || close <= open ? "" : out.substr(open + 1, close - open - 1);
+}
+
+std::vector<std::string> WhiteListOf(const std::string& json) {
+    Json::Value root;
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::istringstream in(json);
+    std::vector<std::string> names;
+    if (!Json::parseFromStream(builder, in, &root, &errors) || !root.isObject() ||
+        !root["WhiteList"].isArray()) {
+        return names;
+    }
+    for (const Json::Value& entry : root["WhiteList"]) {
+        names.push_back(entry.asString());
+    }
+    return names;
+}
+
+class DBusFrontTest : public ServiceTest {};
+
+}  // namespace
+
+TEST_F(DBusFrontTest, IntrospectionShowsThePublishedInterface) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    CommandResult result =
+        Run({"gdbus", "introspect", "--system", "--dest", "com.norvale.tv.tessivo", "--object-path",
+             "/com/norvale/tv/tessivo"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const std::string& out = result.out;
+    size_t start = out.find("interface com.norvale.tv.tessivo.interface {");
+    ASSERT_NE(start, std::string::npos) << out;
+    std::string iface = out.substr(start);
+    std::string squashed = std::regex_replace(iface, std::regex("\\s+"), " ");
+    EXPECT_TRUE(InOrder(
+        squashed,
+        {"methods:",
+         "RequestSync(in i pid, in i type, in i reqId, in s subject, in s input, out i result, "
+         "out s output);",
+         "RequestAsync(in i pid, in i type, in i reqId, in s subject, in s input, out i result, "
+         "out s subject, out s output);",
+         "Write(in i pid, in i type, in i reqId, in s subject, in i output);",
+         "ServiceEnable(out b result, out s data);",
+         "signals:", "Response(i result, s subject, s output);", "properties: };"}))
+        << iface;
+}
+
+TEST_F(DBusFrontTest, ServiceEnableAnswersTrueWithTheWhiteListInOrder) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    CommandResult result = CallService("ServiceEnable");
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.out.rfind("(true, '", 0), 0u) << result.out;
+    EXPECT_EQ(WhiteListOf(QuotedPart(result.out)), kWhiteList) << result.out;
+}
+
+TEST_F(DBusFrontTest, HelloIsBroadcastWithTheWhiteListWhenTheServiceStarts) {
+    Subprocess& monitor = StartMonitor();
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    ASSERT_TRUE(monitor.WaitForStdout("string \"HELLO\"", kWaitMs)) << monitor.Stdout();
+    std::string out = monitor.Stdout();
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(
+        out, match,
+        std::regex("destination=\\(null destination\\)[^\\n]*member=Response\\n\\s*int32 0\\n\\s*"
+                   "string \"HELLO\"\\n\\s*string \"(.*)\"\\n")))
+        << out;
+    EXPECT_EQ(WhiteListOf(match[1]), kWhiteList);
+}
+
+TEST_F(DBusFrontTest, RequestAsyncIsNeverAnswered) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    CommandResult result =
+        CallService("RequestAsync", {"1", "1", "7", "KAE/GET/PRESENCE/", ""}, "", 2);
+    EXPECT_NE(result.exitCode, 0);
+    EXPECT_NE(result.err.find("Timeout was reached"), std::string::npos) << result.err;
+    // The service is still there and still answers.
+    EXPECT_EQ(CallService("ServiceEnable").exitCode, 0);
+}
+
+TEST_F(DBusFrontTest, RequestsWithoutSensingGetAnErrorNotSilence) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    CommandResult sync = CallService("RequestSync", {"1", "1", "1", "KAE/GET/PRESENCE/", ""});
+    EXPECT_NE(sync.exitCode, 0);
+    EXPECT_NE(sync.err.find("com.norvale.tv.tessivo.Error.NotAvailable"), std::string::npos)
+        << sync.err;
+    CommandResult write = CallService("Write", {"1", "2", "1", "KAE/GET/PRESENCE/", "5"});
+    EXPECT_NE(write.exitCode, 0);
+    EXPECT_NE(write.err.find("com.norvale.tv.tessivo.Error.NotAvailable"), std::string::npos)
+        << write.err;
+    // Arguments of the wrong types are refused by the bus binding itself.
+    CommandResult bad = CallService("RequestSync", {"'x'", "1", "1", "s", "i"});
+    EXPECT_NE(bad.exitCode, 0);
+    EXPECT_TRUE(service.IsRunning());
+    EXPECT_EQ(CallService("ServiceEnable").exitCode, 0);
+}
+
+TEST_F(DBusFrontTest, NotATavloTvRunsTheDBusOnlyShapeWithoutTouchingTheRadar) {
+    ASSERT_EQ(Platform({"feature", "set", "com.norvale/featureconf/tavlo_tv", "false"}).exitCode,
+              0);
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    std::string log = service.Stderr();
+    EXPECT_TRUE(LogInOrder(
+        log, {"&&&&&&&&&&&&&&&&&&&&&&&&&&", "Service Start....",
+              "Current priority : ", "Change priority : 19", "Not Tavlo TV!!", "DBusServer Create",
+              "DBusServer Start!!", "OnlyDbusCreate init success", "OnBusAcquired",
+              "__SendStartSignalToClient", "OnNameAcquired, m_connection 0x"}))
+        << log;
+    EXPECT_EQ(log.find("MODULE"), std::string::npos);
+    EXPECT_EQ(log.find("SPI"), std::string::npos);
+    EXPECT_EQ(log.find("> Tavlo TV!!"), std::string::npos);
+}
+
+TEST_F(DBusFrontTest, AnUnreadableFeatureCountsAsNotATavloTv) {
+    ASSERT_EQ(Run({"rm", "-rf", m_platformDir + "/features"}).exitCode, 0);
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    EXPECT_TRUE(LogInOrder(service.Stderr(),
+                           {"system_info_get_custom_bool() fail", "OnlyDbusCreate init success"}));
+    EXPECT_EQ(service.Stderr().find("Tavlo TV!!"), std::string::npos);
+}
+
+TEST_F(DBusFrontTest, SigtermSaysByeReleasesTheNameAndExitsCleanly) {
+    Subprocess& monitor = StartMonitor();
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    ASSERT_FALSE(NameOwner().empty());
+
+    ASSERT_TRUE(service.Signal(SIGTERM));
+    int status = -1;
+    ASSERT_TRUE(service.WaitExit(kWaitMs, &status)) << "kae-service did not end on SIGTERM";
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+
+    std::string log = service.Stderr();
+    EXPECT_TRUE(
+        LogInOrder(log, {"signum : 15", "Finalize", "DBus Stop...", "SendStopSignalToClient",
+                         "DBusServer Stop!!", "~~DBusServer Close ..", "Finalize", "Stop..."}))
+        << log;
+    EXPECT_EQ(CountOccurrences(log, "> Finalize"), 2);
+    EXPECT_EQ(CountOccurrences(log, "> DBus Stop..."), 1);
+
+    ASSERT_TRUE(monitor.WaitForStdout("string \"BYE\"", kWaitMs)) << monitor.Stdout();
+    EXPECT_TRUE(std::regex_search(
+        monitor.Stdout(),
+        std::regex("member=Response\\n\\s*int32 0\\n\\s*string \"BYE\"\\n\\s*string \"\\{\\}\"")))
+        << monitor.Stdout();
+    EXPECT_TRUE(NameOwner().empty());
+}
+
+TEST_F(DBusFrontTest, EveryHandledSignalEndsTheServiceLikeSigterm) {
+    // Sent from outside, even the fault signals end the service in order.
+    for (int signum : {SIGINT, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV}) {
+        Subprocess& service = StartService();
+        ASSERT_TRUE(WaitUntilServing(service));
+        ASSERT_TRUE(service.Signal(signum));
+        int status = -1;
+        ASSERT_TRUE(service.WaitExit(kWaitMs, &status)) << "signal " << signum;
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "signal " << signum;
+        EXPECT_TRUE(LogInOrder(service.Stderr(),
+                               {"signum : " + std::to_string(signum), "DBus Stop...", "Stop..."}));
+        EXPECT_TRUE(PollUntil(kWaitMs, [&] { return NameOwner().empty(); }));
+    }
+}
+
+TEST_F(DBusFrontTest, TwoSignalsInARowStopOnce) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    ASSERT_TRUE(service.Signal(SIGTERM));
+    service.Signal(SIGINT);  // may already be gone
+    int status = -1;
+    ASSERT_TRUE(service.WaitExit(kWaitMs, &status));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    std::string log = service.Stderr();
+    EXPECT_EQ(CountOccurrences(log, "> DBus Stop..."), 1) << log;
+    EXPECT_EQ(CountOccurrences(log, "> SendStopSignalToClient"), 1) << log;
+}
+
+TEST_F(DBusFrontTest, ASecondInstanceCannotTakeTheName) {
+    Subprocess& first = StartService();
+    ASSERT_TRUE(WaitUntilServing(first));
+    std::string owner = NameOwner();
+    ASSERT_FALSE(owner.empty());
+
+    Subprocess& second = StartService();
+    ASSERT_TRUE(second.WaitForStderr("OnNameLost", kWaitMs)) << second.Stderr();
+    EXPECT_EQ(second.Stderr().find("OnNameAcquired"), std::string::npos);
+    EXPECT_EQ(NameOwner(), owner);
+
+    // The loser ends cleanly and sends no "BYE" in the winner's name.
+    ASSERT_TRUE(second.Signal(SIGTERM));
+    int status = -1;
+    ASSERT_TRUE(second.WaitExit(kWaitMs, &status));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(NameOwner(), owner);
+    EXPECT_EQ(CallService("ServiceEnable").exitCode, 0);
+}
+
+TEST_F(DBusFrontTest, PolicyRefusesTheNameToAnUnprivilegedUser) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root to run the service as another user";
+    }
+    Subprocess& service = StartService("nobody");
+    ASSERT_TRUE(service.WaitForStderr("OnNameLost", kWaitMs)) << service.Stderr();
+    EXPECT_TRUE(NameOwner().empty());
+
+    CommandResult claim =
+        Run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
+             "/org/freedesktop/DBus", "org.freedesktop.DBus.RequestName",
+             "string:com.norvale.tv.tessivo", "uint32:0"},
+            "nobody");
+    EXPECT_NE(claim.exitCode, 0);
+    EXPECT_NE(claim.err.find("AccessDenied"), std::string::npos) << claim.err;
+}
+
+TEST_F(DBusFrontTest, PolicyLetsAnyUserCallTheServiceButNotOwnOtherwise) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root to run a client as another user";
+    }
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    CommandResult enable = CallService("ServiceEnable", {}, "nobody");
+    EXPECT_EQ(enable.exitCode, 0) << enable.err;
+    EXPECT_EQ(WhiteListOf(QuotedPart(enable.out)), kWhiteList);
+    CommandResult introspect =
+        Run({"gdbus", "introspect", "--system", "--dest", "com.norvale.tv.tessivo", "--object-path",
+             "/com/norvale/tv/tessivo"},
+            "nobody");
+    EXPECT_EQ(introspect.exitCode, 0) << introspect.err;
+    CommandResult ping =
+        Run({"dbus-send", "--system", "--print-reply", "--dest=com.norvale.tv.tessivo",
+             "/com/norvale/tv/tessivo", "org.freedesktop.DBus.Peer.Ping"},
+            "nobody");
+    EXPECT_EQ(ping.exitCode, 0) << ping.err;
+    // Only the three interfaces are open: anything else stays closed.
+    CommandResult props =
+        Run({"dbus-send", "--system", "--print-reply", "--dest=com.norvale.tv.tessivo",
+             "/com/norvale/tv/tessivo", "org.freedesktop.DBus.Properties.GetAll",
+             "string:com.norvale.tv.tessivo.interface"},
+            "nobody");
+    EXPECT_NE(props.exitCode, 0);
+    EXPECT_NE(props.err.find("AccessDenied"), std::string::npos) << props.err;
+}

@@ -1,0 +1,160 @@
+#include "ServiceTest.h"
+
+#include <pwd.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::vector<std::string> AsUser(const std::string& user, std::vector<std::string> argv) {
+    if (user.empty()) {
+        return argv;
+    }
+    const struct passwd* entry = getpwnam(user.c_str());
+    std::string group = entry != nullptr ? std::to_string(entry->pw_gid) : user;
+    std::vector<std::string> wrapped = {"setpriv", "--reuid=" + user, "--regid=" + group,
+                                        "--clear-groups", "--"};
+    wrapped.insert(wrapped.end(), argv.begin(), argv.end());
+    return wrapped;
+}
+
+}  // namespace
+
+void ServiceTest::SetUp() {
+    std::string error;
+    ASSERT_TRUE(m_bus.Start(&error)) << error;
+    char templ[] = "/tmp/tessivo-tv-XXXXXX";
+    ASSERT_NE(mkdtemp(templ), nullptr);
+    m_platformDir = templ;
+    chmod(m_platformDir.c_str(), 0755);
+    m_env = {{"DBUS_SYSTEM_BUS_ADDRESS", m_bus.Address()},
+             {"TESSIVO_PLATFORM_DIR", m_platformDir},
+             {"G_DEBUG", "fatal-criticals"}};
+    CommandResult init = Platform({"init"});
+    ASSERT_EQ(init.exitCode, 0) << init.err;
+}
+
+void ServiceTest::TearDown() {
+    // Stop politely first, so that what a sanitizer finds at exit is seen.
+    for (auto& process : m_processes) {
+        if (process->IsRunning()) {
+            process->Signal(SIGTERM);
+            if (!process->WaitExit(kWaitMs)) {
+                ADD_FAILURE() << process->Argv()[0] << " did not end on SIGTERM";
+                process->Signal(SIGKILL);
+                process->WaitExit(kWaitMs);
+            }
+        }
+    }
+    for (auto& process : m_processes) {
+        const std::string log = process->Stderr();
+        for (const char* report :
+             {"ThreadSanitizer:", "AddressSanitizer:", "LeakSanitizer:", "runtime error:"}) {
+            EXPECT_EQ(log.find(report), std::string::npos)
+                << process->Argv()[0] << " (pid " << process->Pid() << ") reported " << report;
+        }
+    }
+    bool failed = HasFailure();
+    for (auto& process : m_processes) {
+        if (failed) {
+            std::string name = process->Argv().empty() ? "?" : process->Argv()[0];
+            for (const std::string& arg : process->Argv()) {
+                if (arg.find('/') != std::string::npos) {
+                    name = arg;
+                }
+            }
+            fprintf(stderr, "----- %s (pid %d) stdout -----\n%s\n----- stderr -----\n%s\n",
+                    name.c_str(), process->Pid(), process->Stdout().c_str(),
+                    process->Stderr().c_str());
+        }
+    }
+    if (failed) {
+        fprintf(stderr, "----- dbus-daemon -----\n%s\n", m_bus.Log().c_str());
+    }
+    m_processes.clear();
+    m_bus.Stop();
+    if (!m_platformDir.empty()) {
+        std::string cmd = "rm -rf '" + m_platformDir + "'";
+        if (system(cmd.c_str()) != 0) {
+            fprintf(stderr, "could not remove %s\n", m_platformDir.c_str());
+        }
+    }
+}
+
+std::string ServiceTest::Bin(const std::string& name) {
+    return std::string(TESSIVO_BIN_DIR) + "/" + name;
+}
+
+bool ServiceTest::IsRoot() {
+    return geteuid() == 0;
+}
+
+Subprocess& ServiceTest::StartService(const std::string& user) {
+    return StartClient({Bin("kae-service")}, user);
+}
+
+Subprocess& ServiceTest::StartClient(const std::vector<std::string>& argv,
+                                     const std::string& user) {
+    m_processes.push_back(std::make_unique<Subprocess>());
+    Subprocess& process = *m_processes.back();
+    EXPECT_TRUE(process.Start(AsUser(user, argv), m_env)) << argv[0];
+    return process;
+}
+
+bool ServiceTest::WaitUntilServing(Subprocess& service) {
+    return service.WaitForStderr("OnNameAcquired, m_connection", kWaitMs);
+}
+
+CommandResult ServiceTest::Run(const std::vector<std::string>& argv, const std::string& user,
+                               int timeoutMs) {
+    return RunCommand(AsUser(user, argv), m_env, timeoutMs);
+}
+
+CommandResult ServiceTest::Platform(const std::vector<std::string>& args) {
+    std::vector<std::string> argv = {Bin("tessivo-platform")};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return Run(argv);
+}
+
+CommandResult ServiceTest::CallService(const std::string& method,
+                                       const std::vector<std::string>& args,
+                                       const std::string& user, int timeoutSeconds) {
+    std::vector<std::string> argv = {"gdbus",
+                                     "call",
+                                     "--system",
+                                     "--timeout",
+                                     std::to_string(timeoutSeconds),
+                                     "--dest",
+                                     "com.norvale.tv.tessivo",
+                                     "--object-path",
+                                     "/com/norvale/tv/tessivo",
+                                     "--method",
+                                     "com.norvale.tv.tessivo.interface." + method};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return Run(argv, user, (timeoutSeconds + 10) * 1000);
+}
+
+std::string ServiceTest::NameOwner() {
+    CommandResult result = Run({"gdbus", "call", "--system", "--dest", "org.freedesktop.DBus",
+                                "--object-path", "/org/freedesktop/DBus", "--method",
+                                "org.freedesktop.DBus.GetNameOwner", "com.norvale.tv.tessivo"});
+    if (result.exitCode != 0) {
+        return "";
+    }
+    // ('...',)
+    size_t open = result.out.find('\'');
+    size_t close = result.out.rfind('\'');
+    return open == std::string::npos || close <= open
+               ? ""
+               : result.out.substr(open + 1, close - open - 1);
+}
+
+Subprocess& ServiceTest::StartMonitor() {
+    Subprocess& monitor = StartClient(
+        {"dbus-monitor", "--system", "type='signal',interface='com.norvale.tv.tessivo.interface'"});
+    // dbus-monitor reports its own name first; after that it sees everything.
+    EXPECT_TRUE(monitor.WaitForStdout("NameLost", kWaitMs)) << monitor.Stderr();
+    return monitor;
+}

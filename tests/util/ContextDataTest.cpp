@@ -1,0 +1,475 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "ContextData.h"
+
+namespace {
+
+// Runs body with standard error captured (the host log writes there) and
+// returns what was written.
+template <typename Body>
+std::string StderrOf(Body&& body) {
+    testing::internal::CaptureStderr();
+    body();
+    return testing::internal::GetCapturedStderr();
+}
+
+ContextData Parsed(const char* text) {
+    ContextData data;
+    EXPECT_TRUE(data.MakeData(text)) << text;
+    return data;
+}
+
+}  // namespace
+
+TEST(ContextDataText, FreshObjectIsNullAndOutputIsCompact) {
+    ContextData data;
+    EXPECT_STREQ(data.MakeStr(), "null");
+    EXPECT_TRUE(data.Empty());
+    EXPECT_TRUE(data.SetValue("a", 1));
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1}");
+
+    ContextData inner;
+    inner.SetValue("name", "x y");
+    data.SetValue("list", inner);
+    data.SetValueInArray("tags", "t");
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1,\"list\":[{\"name\":\"x y\"}],\"tags\":[\"t\"]}");
+}
+
+TEST(ContextDataText, MakeStrTextStaysUntilTheNextCall) {
+    ContextData data;
+    data.SetValue("k", 2);
+    const char* first = data.MakeStr();
+    std::string kept(first);
+    EXPECT_EQ(kept, "{\"k\":2}");
+    data.SetValue("k", 3);
+    EXPECT_STREQ(data.MakeStr(), "{\"k\":3}");
+}
+
+TEST(ContextDataSet, EachSetterStoresItsTypeAndReplaces) {
+    ContextData data;
+    EXPECT_TRUE(data.SetValue("d", 1.5));
+    EXPECT_TRUE(data.SetValue("i", -7));
+    EXPECT_TRUE(data.SetValue("u", 3000000000u));
+    EXPECT_TRUE(data.SetValue("s", std::string("text")));
+    EXPECT_TRUE(data.SetValue("c", "chars"));
+    EXPECT_TRUE(data.SetValue("nullText", static_cast<const char*>(nullptr)));
+    EXPECT_TRUE(data.SetValue("emptyText", ""));
+
+    Json::Value* root = data.GetValue();
+    EXPECT_TRUE((*root)["d"].isDouble());
+    EXPECT_EQ((*root)["i"].type(), Json::intValue);
+    EXPECT_EQ((*root)["u"].type(), Json::uintValue);
+    EXPECT_DOUBLE_EQ(data.GetValueDouble("d"), 1.5);
+    EXPECT_EQ(data.GetValueInt("i"), -7);
+    EXPECT_EQ(data.GetValueUInt("u"), 3000000000u);
+    EXPECT_EQ(data.GetValueStr("s"), "text");
+    EXPECT_EQ(data.GetValueStr("c"), "chars");
+    EXPECT_TRUE((*root)["nullText"].isString());
+    EXPECT_EQ(data.GetValueStr("nullText"), "");
+    EXPECT_EQ(data.GetValueStr("emptyText"), "");
+
+    EXPECT_TRUE(data.SetValue("i", "now a string"));
+    EXPECT_EQ(data.GetValueInt("i"), 0);
+    EXPECT_EQ(data.GetValueStr("i"), "now a string");
+}
+
+TEST(ContextDataSet, SixtyFourBitSetterKeepsOnlyTheLow32Bits) {
+    ContextData data;
+    data.SetValue("big", 4294967296ULL);
+    data.SetValue("bigPlusOne", 4294967297ULL);
+    data.SetValue("max32", 4294967295ULL);
+    data.SetValue("minusOne", -1L);
+    data.SetValue("longSmall", 42L);
+    EXPECT_STREQ(data.MakeStr(),
+                 "{\"big\":0,\"bigPlusOne\":1,\"longSmall\":42,\"max32\":4294967295,"
+                 "\"minusOne\":4294967295}");
+    EXPECT_EQ(data.GetValue()->operator[]("big").type(), Json::uintValue);
+    EXPECT_EQ(data.GetValueUInt64("big"), 0u);
+    EXPECT_EQ(data.GetValueUInt64("bigPlusOne"), 1u);
+    EXPECT_EQ(data.GetValueUInt64("max32"), 4294967295ULL);
+    EXPECT_EQ(data.GetValueUInt64("minusOne"), 4294967295ULL);
+    EXPECT_EQ(data.GetValueUInt("minusOne"), 4294967295u);
+    EXPECT_EQ(data.GetValueInt("minusOne"), 0);  // not an int any more
+}
+
+TEST(ContextDataGet, UInt64AcceptsLosslessNonNegativeNumbersOnly) {
+    ContextData data = Parsed(
+        "{\"max\":18446744073709551615,\"int\":12,\"neg\":-1,\"whole\":2.0,\"frac\":2.5,"
+        "\"str\":\"5\",\"bool\":true,\"huge\":1e30}");
+    EXPECT_EQ(data.GetValueUInt64("max"), 18446744073709551615ULL);
+    EXPECT_EQ(data.GetValueUInt64("int"), 12u);
+    EXPECT_EQ(data.GetValueUInt64("whole"), 2u);
+    EXPECT_EQ(data.GetValueUInt64("neg"), 0u);
+    EXPECT_EQ(data.GetValueUInt64("frac"), 0u);
+    EXPECT_EQ(data.GetValueUInt64("str"), 0u);
+    EXPECT_EQ(data.GetValueUInt64("bool"), 0u);
+    EXPECT_EQ(data.GetValueUInt64("huge"), 0u);
+}
+
+TEST(ContextDataGet, TypeMismatchGivesTheFallback) {
+    ContextData data = Parsed(
+        "{\"b\":true,\"i\":5,\"n\":-5,\"big\":3000000000,\"r\":0.25,\"s\":\"x\",\"o\":{},"
+        "\"a\":[1]}");
+    EXPECT_TRUE(data.GetValueBool("b"));
+    EXPECT_FALSE(data.GetValueBool("i"));
+    EXPECT_FALSE(data.GetValueBool("s"));
+    EXPECT_EQ(data.GetValueInt("big"), 0);
+    EXPECT_EQ(data.GetValueInt("r"), 0);
+    EXPECT_EQ(data.GetValueInt("s"), 0);
+    EXPECT_EQ(data.GetValueInt("o"), 0);
+    EXPECT_EQ(data.GetValueUInt("i"), 5u);
+    EXPECT_EQ(data.GetValueUInt("n"), 0u);
+    EXPECT_DOUBLE_EQ(data.GetValueDouble("r"), 0.25);
+    EXPECT_DOUBLE_EQ(data.GetValueDouble("i"), 5.0);
+    EXPECT_DOUBLE_EQ(data.GetValueDouble("s"), 0.0);
+    EXPECT_EQ(data.GetValueStr("i"), "");
+    EXPECT_EQ(data.GetValueStr("a"), "");
+}
+
+TEST(ContextDataGet, MissingKeyIsInsertedUnlessIsValidRemovesIt) {
+    ContextData data;
+    data.SetValue("a", 1);
+    EXPECT_EQ(data.GetValueInt("missing"), 0);
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1,\"missing\":null}");
+
+    EXPECT_EQ(data.GetValueStr("other"), "");
+    EXPECT_FALSE(data.IsValid("other"));
+    EXPECT_FALSE(data.IsValid("never"));
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1,\"missing\":null}");
+    EXPECT_TRUE(data.IsValid("a"));
+
+    // A member that holds an explicit null counts as absent and goes too.
+    EXPECT_FALSE(data.IsValid("missing"));
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1}");
+
+    // On a fresh document the lookup turns the null root into an object.
+    ContextData fresh;
+    EXPECT_FALSE(fresh.IsValid("x"));
+    EXPECT_STREQ(fresh.MakeStr(), "{}");
+}
+
+TEST(ContextDataGet, GetValueStr2SaysNullForMissingEmptyOrNonString) {
+    ContextData data = Parsed("{\"empty\":\"\",\"num\":3,\"name\":\"tv\"}");
+    EXPECT_EQ(data.GetValueStr2("missing"), "NULL");
+    EXPECT_EQ(data.GetValueStr2("empty"), "NULL");
+    EXPECT_EQ(data.GetValueStr2("num"), "NULL");
+    EXPECT_EQ(data.GetValueStr2("name"), "tv");
+    EXPECT_EQ(data.GetValueStr("empty"), "");
+}
+
+TEST(ContextDataArray, SetValueWithDocumentAppendsAndNoArryAssigns) {
+    ContextData item;
+    item.SetValue("id", 1);
+    ContextData data;
+    EXPECT_TRUE(data.SetValue("items", item));
+    item.SetValue("id", 2);
+    EXPECT_TRUE(data.SetValue("items", item));
+    EXPECT_TRUE(data.SetValueNoArry("single", item));
+    EXPECT_TRUE(data.SetValueNoArry("single", item));
+    EXPECT_STREQ(data.MakeStr(), "{\"items\":[{\"id\":1},{\"id\":2}],\"single\":{\"id\":2}}");
+    EXPECT_EQ(data.GetSize("items"), 2);
+
+    // Copies, not references: changing the source later changes nothing.
+    item.SetValue("id", 9);
+    EXPECT_STREQ(data.MakeStr(), "{\"items\":[{\"id\":1},{\"id\":2}],\"single\":{\"id\":2}}");
+
+    // A scalar document is appended as it is.
+    ContextData scalar = Parsed("7");
+    EXPECT_TRUE(data.SetValue("nums", scalar));
+    EXPECT_EQ(data.GetSize("nums"), 1);
+}
+
+TEST(ContextDataArray, AppendingADocumentToItselfCopiesItFirst) {
+    ContextData data;
+    data.SetValue("a", 1);
+    EXPECT_TRUE(data.SetValue("self", data));
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1,\"self\":[{\"a\":1}]}");
+    EXPECT_TRUE(data.SetValueNoArry("copy", data));
+    EXPECT_STREQ(data.MakeStr(),
+                 "{\"a\":1,\"copy\":{\"a\":1,\"self\":[{\"a\":1}]},\"self\":[{\"a\":1}]}");
+}
+
+TEST(ContextDataArray, StringAppendsAndNonArrayMembers) {
+    ContextData data;
+    EXPECT_TRUE(data.SetValueInArray("list", "one"));
+    EXPECT_TRUE(data.SetValueInArray("list", std::string("two")));
+    EXPECT_TRUE(data.SetValueInArray("list", static_cast<const char*>(nullptr)));
+    EXPECT_TRUE(data.SetValueInArray("list", ""));
+    EXPECT_STREQ(data.MakeStr(), "{\"list\":[\"one\",\"two\",\"\",\"\"]}");
+    EXPECT_EQ(data.GetSize("list"), 4);
+
+    data.SetValue("n", 5);
+    ContextData item;
+    std::string log = StderrOf([&] {
+        EXPECT_FALSE(data.SetValueInArray("n", "x"));
+        EXPECT_FALSE(data.SetValue("n", item));
+    });
+    EXPECT_NE(log.find("not an array"), std::string::npos) << log;
+    EXPECT_EQ(data.GetValueInt("n"), 5);
+}
+
+TEST(ContextDataStructure, GetValueByKeyDiffersBetweenViewAndOwner) {
+    Json::Value root =
+        *Parsed("{\"result\":[{\"x\":1},{\"x\":2}],\"obj\":{\"y\":3},\"s\":\"t\"}").GetValue();
+
+    ContextData owner(root);
+    ContextData member = owner.GetValue("result");
+    EXPECT_STREQ(member.MakeStr(), "[{\"x\":1},{\"x\":2}]");
+
+    ContextData view(&root);
+    ContextData first = view.GetValue("result");
+    EXPECT_STREQ(first.MakeStr(), "{\"x\":1}");
+    EXPECT_EQ(first.GetValueInt("x"), 1);
+
+    // The view has nothing to take the first element of; it gives a null
+    // document instead of turning the member into an array.
+    std::string log = StderrOf([&] {
+        EXPECT_STREQ(view.GetValue("obj").MakeStr(), "null");
+        EXPECT_STREQ(view.GetValue("s").MakeStr(), "null");
+    });
+    EXPECT_NE(log.find("no element 0"), std::string::npos) << log;
+    EXPECT_TRUE(root["obj"].isObject());
+    EXPECT_TRUE(root["s"].isString());
+
+    // Copies are independent of the document.
+    first.SetValue("x", 99);
+    EXPECT_EQ(root["result"][0]["x"].asInt(), 1);
+}
+
+TEST(ContextDataStructure, ViewActsOnTheCallersValue) {
+    Json::Value root(Json::objectValue);
+    {
+        ContextData view(&root);
+        EXPECT_EQ(view.GetValue(), &root);
+        view.SetValue("k", 4);
+        EXPECT_TRUE(view.MakeData("{\"parsed\":true}"));
+    }
+    // The view's end leaves the value alone.
+    EXPECT_TRUE(root["parsed"].asBool());
+    EXPECT_FALSE(root.isMember("k"));
+
+    // A copy of a Json::Value is not a view.
+    Json::Value source;
+    source["a"] = 1;
+    ContextData owner(source);
+    owner.SetValue("a", 2);
+    EXPECT_EQ(source["a"].asInt(), 1);
+
+    ContextData nullView(static_cast<Json::Value*>(nullptr));
+    nullView.SetValue("a", 1);
+    EXPECT_STREQ(nullView.MakeStr(), "{\"a\":1}");
+}
+
+TEST(ContextDataStructure, ElementAccessByIndex) {
+    ContextData data = Parsed("{\"list\":[{\"v\":0},{\"v\":1},{\"v\":2}],\"obj\":{\"v\":0}}");
+    EXPECT_EQ(data.GetValue("list", 2).GetValueInt("v"), 2);
+
+    ContextData copy = data.GetValue("list", 1);
+    copy.SetValue("v", 10);
+    EXPECT_EQ(data.GetValue("list", 1).GetValueInt("v"), 1);
+
+    ContextData ptr = data.GetValuePtr("list", 1);
+    ptr.SetValue("v", 11);
+    EXPECT_EQ(data.GetValue("list", 1).GetValueInt("v"), 11);
+
+    const std::string before = data.MakeStr();
+    std::string log = StderrOf([&] {
+        EXPECT_STREQ(data.GetValue("list", 3).MakeStr(), "null");
+        EXPECT_STREQ(data.GetValue("list", -1).MakeStr(), "null");
+        EXPECT_STREQ(data.GetValue("list", 2147483647).MakeStr(), "null");
+        EXPECT_STREQ(data.GetValue("obj", 0).MakeStr(), "null");
+        ContextData detached = data.GetValuePtr("list", 5);
+        detached.SetValue("v", 5);
+        ContextData negative = data.GetValuePtr("list", -2);
+        negative.SetValue("v", 5);
+    });
+    EXPECT_NE(log.find("no element 3"), std::string::npos) << log;
+    EXPECT_NE(log.find("no element -1"), std::string::npos) << log;
+    EXPECT_EQ(data.MakeStr(), before);
+    EXPECT_EQ(data.GetSize("list"), 3);
+
+    // A missing member is added as null by the lookup, but no element is made.
+    EXPECT_STREQ(data.GetValue("absent", 0).MakeStr(), "null");
+    EXPECT_TRUE(data.GetValue()->isMember("absent"));
+    EXPECT_TRUE(data.GetValue()->get("absent", 1).isNull());
+}
+
+TEST(ContextDataStructure, GetSizeCountsArraysAndObjectsOnly) {
+    ContextData data = Parsed("{\"a\":[1,2,3],\"o\":{\"x\":1,\"y\":2},\"s\":\"abc\",\"n\":null}");
+    EXPECT_EQ(data.GetSize("a"), 3);
+    EXPECT_EQ(data.GetSize("o"), 2);
+    EXPECT_EQ(data.GetSize("s"), 0);
+    EXPECT_EQ(data.GetSize("n"), 0);
+    EXPECT_EQ(data.GetSize("missing"), 0);
+}
+
+TEST(ContextDataStructure, ClearEmptyAndRemoveMember) {
+    ContextData data = Parsed("{\"a\":1,\"b\":2}");
+    EXPECT_FALSE(data.Empty());
+    EXPECT_TRUE(data.RemoveMember("a"));
+    EXPECT_TRUE(data.RemoveMember("notThere"));
+    EXPECT_STREQ(data.MakeStr(), "{\"b\":2}");
+    EXPECT_TRUE(data.Clear());
+    EXPECT_TRUE(data.Empty());
+    EXPECT_STREQ(data.MakeStr(), "{}");
+
+    ContextData array = Parsed("[1,2]");
+    EXPECT_TRUE(array.Clear());
+    EXPECT_STREQ(array.MakeStr(), "[]");
+
+    ContextData scalar = Parsed("\"text\"");
+    EXPECT_FALSE(scalar.Empty());
+    EXPECT_TRUE(scalar.Clear());
+    EXPECT_TRUE(scalar.Empty());
+    EXPECT_STREQ(scalar.MakeStr(), "null");
+}
+
+TEST(ContextDataRobustness, NullKeyIsLoggedAndRefused) {
+    ContextData data;
+    data.SetValue("a", 1);
+    ContextData other;
+    const char* key = nullptr;
+    std::string log = StderrOf([&] {
+        EXPECT_FALSE(data.SetValue(key, 1.0));
+        EXPECT_FALSE(data.SetValue(key, 1));
+        EXPECT_FALSE(data.SetValue(key, 1u));
+        EXPECT_FALSE(data.SetValue(key, 1ULL));
+        EXPECT_FALSE(data.SetValue(key, 1L));
+        EXPECT_FALSE(data.SetValue(key, "x"));
+        EXPECT_FALSE(data.SetValue(key, std::string("x")));
+        EXPECT_FALSE(data.SetValue(key, other));
+        EXPECT_FALSE(data.SetValueNoArry(key, other));
+        EXPECT_FALSE(data.SetValueInArray(key, "x"));
+        EXPECT_FALSE(data.SetValueInArray(key, std::string("x")));
+        EXPECT_FALSE(data.GetValueBool(key));
+        EXPECT_EQ(data.GetValueDouble(key), 0.0);
+        EXPECT_EQ(data.GetValueInt(key), 0);
+        EXPECT_EQ(data.GetValueUInt(key), 0u);
+        EXPECT_EQ(data.GetValueUInt64(key), 0u);
+        EXPECT_EQ(data.GetValueStr(key), "");
+        EXPECT_EQ(data.GetValueStr2(key), "NULL");
+        EXPECT_STREQ(data.GetValue(key).MakeStr(), "null");
+        EXPECT_STREQ(data.GetValue(key, 0).MakeStr(), "null");
+        EXPECT_STREQ(data.GetValuePtr(key, 0).MakeStr(), "null");
+        EXPECT_EQ(data.GetSize(key), 0);
+        EXPECT_FALSE(data.IsValid(key));
+        EXPECT_FALSE(data.RemoveMember(key));
+    });
+    EXPECT_NE(log.find("SetValue: key is NULL"), std::string::npos) << log;
+    EXPECT_NE(log.find("RemoveMember: key is NULL"), std::string::npos) << log;
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":1}");
+
+    Json::Value root;
+    ContextData view(&root);
+    EXPECT_STREQ(view.GetValue(key).MakeStr(), "null");
+}
+
+TEST(ContextDataRobustness, NonObjectTargetsHaveNoMembers) {
+    for (const char* text : {"[1,2]", "5", "\"s\"", "true", "-1.5"}) {
+        ContextData data = Parsed(text);
+        const std::string before = data.MakeStr();
+        ContextData item;
+        std::string log = StderrOf([&] {
+            EXPECT_FALSE(data.SetValue("k", 1));
+            EXPECT_FALSE(data.SetValue("k", "v"));
+            EXPECT_FALSE(data.SetValue("k", item));
+            EXPECT_FALSE(data.SetValueNoArry("k", item));
+            EXPECT_FALSE(data.SetValueInArray("k", "v"));
+            EXPECT_EQ(data.GetValueInt("k"), 0);
+            EXPECT_EQ(data.GetValueStr2("k"), "NULL");
+            EXPECT_STREQ(data.GetValue("k").MakeStr(), "null");
+            EXPECT_STREQ(data.GetValuePtr("k", 0).MakeStr(), "null");
+            EXPECT_EQ(data.GetSize("k"), 0);
+            EXPECT_FALSE(data.IsValid("k"));
+            EXPECT_FALSE(data.RemoveMember("k"));
+        });
+        EXPECT_NE(log.find("SetValue(k): the document is not an object"), std::string::npos)
+            << text << "\n"
+            << log;
+        EXPECT_EQ(before, data.MakeStr()) << text;
+
+        Json::Value root;
+        ContextData view(&root);
+        ASSERT_TRUE(view.MakeData(text));
+        EXPECT_FALSE(view.SetValue("k", 2));
+        EXPECT_STREQ(view.GetValue("k").MakeStr(), "null");
+        EXPECT_EQ(view.MakeStr(), before) << text;
+    }
+}
+
+TEST(ContextDataParse, OwnTargetLogsFailuresAndKeepsItsContent) {
+    ContextData data;
+    data.SetValue("keep", 1);
+    const char* text = "{";
+    bool ok = true;
+    std::string log = StderrOf([&] { ok = data.MakeData(text); });
+    EXPECT_FALSE(ok);
+    EXPECT_NE(log.find("m_reader paring error: ["), std::string::npos) << log;
+    EXPECT_NE(log.find("]=> {"), std::string::npos) << log;
+    EXPECT_STREQ(data.MakeStr(), "{\"keep\":1}");
+
+    log = StderrOf([&] { ok = data.MakeData(nullptr); });
+    EXPECT_FALSE(ok);
+    EXPECT_NE(log.find("str is NULL"), std::string::npos) << log;
+
+    EXPECT_TRUE(data.MakeData("{\"new\":[1,\"x\"]}"));
+    EXPECT_STREQ(data.MakeStr(), "{\"new\":[1,\"x\"]}");
+}
+
+TEST(ContextDataParse, ViewTargetFailsQuietly) {
+    Json::Value root;
+    root["keep"] = true;
+    ContextData view(&root);
+    bool ok = true;
+    std::string log = StderrOf([&] { ok = view.MakeData("{\"a\":"); });
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(log.find("paring error"), std::string::npos) << log;
+    EXPECT_TRUE(root["keep"].asBool());
+
+    log = StderrOf([&] { ok = view.MakeData(nullptr); });
+    EXPECT_FALSE(ok);
+    EXPECT_NE(log.find("str is NULL"), std::string::npos) << log;
+}
+
+TEST(ContextDataParse, DeepNestingIsRefusedWithoutCrashing) {
+    const size_t depth = 200000;
+    std::string deep(depth, '[');
+    deep.append(depth, ']');
+    ContextData data;
+    bool ok = true;
+    std::string log = StderrOf([&] { ok = data.MakeData(deep.c_str()); });
+    EXPECT_FALSE(ok);
+    EXPECT_NE(log.find("m_reader paring error"), std::string::npos);
+
+    std::string deepObject;
+    for (int i = 0; i < 5000; ++i) {
+        deepObject += "{\"a\":";
+    }
+    Json::Value root;
+    ContextData view(&root);
+    EXPECT_FALSE(view.MakeData(deepObject.c_str()));
+
+    // Nesting within the reader's limit parses and writes back unchanged.
+    std::string fine(500, '[');
+    fine.append(500, ']');
+    EXPECT_TRUE(data.MakeData(fine.c_str()));
+    EXPECT_EQ(data.MakeStr(), fine);
+}
+
+TEST(ContextDataParse, LargeDocumentsRoundTrip) {
+    ContextData data;
+    for (int i = 0; i < 50000; ++i) {
+        data.SetValueInArray("list", std::to_string(i));
+    }
+    data.SetValue("long", std::string(1 << 20, 'x'));
+    std::string text = data.MakeStr();
+
+    ContextData back;
+    ASSERT_TRUE(back.MakeData(text.c_str()));
+    EXPECT_EQ(back.GetSize("list"), 50000);
+    EXPECT_EQ(back.GetValue("list", 49999).MakeStr(), std::string("\"49999\""));
+    EXPECT_EQ(back.GetValueStr("long").size(), 1u << 20);
+    EXPECT_EQ(text, back.MakeStr());
+}

@@ -1,0 +1,254 @@
+#include "ConsoleApp.h"
+
+#include <glib-unix.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "ConsoleFormat.h"
+
+namespace {
+
+void Note(const std::string& text) {
+    fprintf(stderr, "kae-test-console: %s\n", text.c_str());
+    fflush(stderr);
+}
+
+}  // namespace
+
+CConsoleApp::CConsoleApp(const ConsoleOptions& options) : m_options(options) {}
+
+CConsoleApp::~CConsoleApp() {
+    __RemoveStopSignals();
+    if (m_pMainLoop != nullptr) {
+        g_main_loop_unref(m_pMainLoop);
+    }
+}
+
+int CConsoleApp::Run() {
+    switch (m_options.command) {
+        case ConsoleCommand::ENABLE:
+            return __RunEnable();
+        case ConsoleCommand::READ_PRESENCE:
+            return __RunRead(KAE_CONSOLE_SUBJECT_PRESENCE);
+        case ConsoleCommand::READ_DISTANCE:
+            return __RunRead(KAE_CONSOLE_SUBJECT_DISTANCE);
+        case ConsoleCommand::WATCH:
+            return __RunWatch();
+        case ConsoleCommand::SUBSCRIBE:
+            return __RunSubscribe();
+        case ConsoleCommand::NONE:
+            break;
+    }
+    return kConsoleExitUsage;
+}
+
+bool CConsoleApp::__Connect() {
+    TessivoError error;
+    if (!m_client.Connect(&error)) {
+        __Fail(error);
+        return false;
+    }
+    m_client.SetClosedHandler([this]() {
+        m_busClosed = true;
+        Note("the system bus connection closed");
+        __Stop(kConsoleExitFailure);
+    });
+    return true;
+}
+
+int CConsoleApp::__Fail(const TessivoError& error) {
+    Note(CTessivoClient::Describe(error));
+    return kConsoleExitFailure;
+}
+
+void CConsoleApp::__PrintLine(const std::string& line) {
+    fputs(line.c_str(), stdout);
+    fputc('\n', stdout);
+    // Each line at once: a script or a person reads it while we still run.
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        // The reader has gone (a closed pipe): nothing more can be shown.
+        __Stop(kConsoleExitFailure);
+    }
+}
+
+void CConsoleApp::__PrintSignal(int result, const std::string& subject, const std::string& output) {
+    if (m_stopped) {
+        return;
+    }
+    __PrintLine(m_options.json ? ConsoleFormat::SignalJson(result, subject, output)
+                               : ConsoleFormat::SignalHuman(result, subject, output));
+    ++m_printed;
+    if (m_options.count > 0 && m_printed >= m_options.count) {
+        __Stop(m_exitCode);
+    }
+}
+
+void CConsoleApp::__Stop(int exitCode) {
+    if (!m_stopped) {
+        m_stopped = true;
+        m_exitCode = exitCode;
+    }
+    if (m_pMainLoop != nullptr) {
+        g_main_loop_quit(m_pMainLoop);
+    }
+}
+
+gboolean CConsoleApp::_OnStopSignal(gpointer user) {
+    static_cast<CConsoleApp*>(user)->__Stop(kConsoleExitOk);
+    return G_SOURCE_CONTINUE;
+}
+
+void CConsoleApp::__InstallStopSignals() {
+    m_sigintId = g_unix_signal_add(SIGINT, _OnStopSignal, this);
+    m_sigtermId = g_unix_signal_add(SIGTERM, _OnStopSignal, this);
+}
+
+void CConsoleApp::__RemoveStopSignals() {
+    // Once the last source of a signal is gone GLib restores its default
+    // action, so a second Ctrl-C during the closing call ends the process.
+    if (m_sigintId != 0) {
+        g_source_remove(m_sigintId);
+        m_sigintId = 0;
+    }
+    if (m_sigtermId != 0) {
+        g_source_remove(m_sigtermId);
+        m_sigtermId = 0;
+    }
+}
+
+void CConsoleApp::__RunLoop() {
+    if (m_stopped) {
+        return;
+    }
+    m_pMainLoop = g_main_loop_new(nullptr, FALSE);
+    g_main_loop_run(m_pMainLoop);
+}
+
+int CConsoleApp::__RunEnable() {
+    if (!__Connect()) {
+        return kConsoleExitFailure;
+    }
+    bool enabled = false;
+    std::string data;
+    TessivoError error;
+    if (!m_client.ServiceEnable(m_options.timeoutMs, &enabled, &data, &error)) {
+        return __Fail(error);
+    }
+    __PrintLine(m_options.json ? ConsoleFormat::EnableJson(enabled, data)
+                               : ConsoleFormat::EnableHuman(enabled, data));
+    return enabled ? kConsoleExitOk : kConsoleExitFailure;
+}
+
+int CConsoleApp::__RunRead(const char* subject) {
+    if (!__Connect()) {
+        return kConsoleExitFailure;
+    }
+    int result = 0;
+    std::string output;
+    TessivoError error;
+    if (!m_client.RequestSync(kConsoleRequestRead, subject, "", m_options.timeoutMs, &result,
+                              &output, &error)) {
+        return __Fail(error);
+    }
+    __PrintLine(m_options.json
+                    ? ConsoleFormat::RequestJson(kConsoleRequestRead, subject, result, output)
+                    : ConsoleFormat::RequestHuman(subject, result, output));
+    return result == 0 ? kConsoleExitOk : kConsoleExitFailure;
+}
+
+int CConsoleApp::__RunWatch() {
+    if (!__Connect()) {
+        return kConsoleExitFailure;
+    }
+    // Signals first: the match rule reaches the bus before the question about
+    // the name's owner, so a service that appears in between is heard.
+    m_client.SubscribeResponse(
+        [this](int result, const std::string& subject, const std::string& output) {
+            __PrintSignal(result, subject, output);
+        });
+    m_client.WatchService([this](const std::string& owner) {
+        bool first = !m_ownerKnown;
+        m_ownerKnown = true;
+        if (!owner.empty()) {
+            Note(std::string(first ? "tessivo service is on the system bus ("
+                                   : "tessivo service appeared on the system bus (") +
+                 owner + ")");
+        } else if (first) {
+            Note("tessivo service is not on the system bus; waiting for it");
+        } else if (!m_busClosed) {
+            Note("tessivo service left the system bus");
+        }
+    });
+    __InstallStopSignals();
+    __RunLoop();
+    __RemoveStopSignals();
+    return m_exitCode;
+}
+
+int CConsoleApp::__RunSubscribe() {
+    if (!__Connect()) {
+        return kConsoleExitFailure;
+    }
+    // Results may follow the answer closely; be listening before asking.
+    m_client.SubscribeResponse(
+        [this](int result, const std::string& subject, const std::string& output) {
+            if (subject == KAE_CONSOLE_SUBJECT_TRACK_SEGMENT) {
+                __PrintSignal(result, subject, output);
+            } else if (subject == KAE_CONSOLE_SUBJECT_BYE) {
+                Note("tessivo service is stopping");
+            }
+        });
+
+    int result = 0;
+    std::string output;
+    TessivoError error;
+    if (!m_client.RequestSync(kConsoleRequestSubscribe, KAE_CONSOLE_SUBJECT_TRACK_SEGMENT, "",
+                              m_options.timeoutMs, &result, &output, &error)) {
+        return __Fail(error);
+    }
+    if (result != 0) {
+        Note("subscription to " KAE_CONSOLE_SUBJECT_TRACK_SEGMENT " refused: result " +
+             ConsoleFormat::ResultText(result));
+        return kConsoleExitFailure;
+    }
+    Note("subscribed to " KAE_CONSOLE_SUBJECT_TRACK_SEGMENT "; waiting for results");
+
+    m_client.WatchService([this](const std::string& owner) {
+        m_ownerKnown = true;
+        if (owner.empty() && !m_serviceGone) {
+            // The service keeps subscriptions only while it runs.
+            m_serviceGone = true;
+            if (!m_busClosed) {
+                Note("tessivo service left the system bus; the subscription has ended");
+            }
+            __Stop(kConsoleExitFailure);
+        }
+    });
+    __InstallStopSignals();
+    __RunLoop();
+    __RemoveStopSignals();
+
+    if (m_serviceGone || m_busClosed) {
+        return m_exitCode;
+    }
+    int unsubscribed = __Unsubscribe();
+    return m_exitCode != kConsoleExitOk ? m_exitCode : unsubscribed;
+}
+
+int CConsoleApp::__Unsubscribe() {
+    int result = 0;
+    std::string output;
+    TessivoError error;
+    if (!m_client.RequestSync(kConsoleRequestUnsubscribe, KAE_CONSOLE_SUBJECT_TRACK_SEGMENT, "",
+                              m_options.timeoutMs, &result, &output, &error)) {
+        Note("unsubscribe failed: " + CTessivoClient::Describe(error));
+        return kConsoleExitFailure;
+    }
+    if (result != 0) {
+        Note("unsubscribe answered result " + ConsoleFormat::ResultText(result));
+        return kConsoleExitFailure;
+    }
+    Note("unsubscribed from " KAE_CONSOLE_SUBJECT_TRACK_SEGMENT);
+    return kConsoleExitOk;
+}

@@ -1,0 +1,233 @@
+#include "TessivoClient.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace {
+
+// Answers of the bus itself that mean nobody owns the service's name.
+bool MeansNotRunning(const std::string& name) {
+    return name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+           name == "org.freedesktop.DBus.Error.NameHasNoOwner";
+}
+
+void Fill(TessivoError* error, TessivoError::Kind kind, const std::string& name,
+          const std::string& message) {
+    if (error != nullptr) {
+        error->kind = kind;
+        error->name = name;
+        error->message = message;
+    }
+}
+
+}  // namespace
+
+CTessivoClient::CTessivoClient() = default;
+
+CTessivoClient::~CTessivoClient() {
+    if (m_connection == nullptr) {
+        return;
+    }
+    if (m_signalId != 0) {
+        g_dbus_connection_signal_unsubscribe(m_connection, m_signalId);
+    }
+    if (m_watchId != 0) {
+        g_bus_unwatch_name(m_watchId);
+    }
+    if (m_closedId != 0) {
+        g_signal_handler_disconnect(m_connection, m_closedId);
+    }
+    // Let queued messages (an unsubscribe sent last) leave before the end.
+    g_dbus_connection_flush_sync(m_connection, nullptr, nullptr);
+    g_object_unref(m_connection);
+}
+
+bool CTessivoClient::Connect(TessivoError* error) {
+    if (m_connection != nullptr) {
+        return true;
+    }
+    GError* gerror = nullptr;
+    m_connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &gerror);
+    if (m_connection == nullptr) {
+        Fill(error, TessivoError::Kind::NO_BUS, "",
+             std::string("cannot connect to the system bus: ") +
+                 (gerror != nullptr ? gerror->message : "unknown error"));
+        g_clear_error(&gerror);
+        return false;
+    }
+    // A closed bus is reported to the caller instead of ending the process.
+    g_dbus_connection_set_exit_on_close(m_connection, FALSE);
+    m_closedId = g_signal_connect(m_connection, "closed", G_CALLBACK(_OnClosed), this);
+    return true;
+}
+
+bool CTessivoClient::__Call(const char* method, GVariant* parameters, const char* replyType,
+                            int timeoutMs, GVariant** reply, TessivoError* error) {
+    if (m_connection == nullptr) {
+        if (parameters != nullptr) {
+            g_variant_unref(g_variant_ref_sink(parameters));
+        }
+        Fill(error, TessivoError::Kind::NO_BUS, "", "not connected to the system bus");
+        return false;
+    }
+    GError* gerror = nullptr;
+    GVariant* answer = g_dbus_connection_call_sync(
+        m_connection, KAE_CONSOLE_BUS_NAME, KAE_CONSOLE_OBJECT_PATH, KAE_CONSOLE_INTERFACE, method,
+        parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &gerror);
+    if (answer == nullptr) {
+        std::string name;
+        if (g_dbus_error_is_remote_error(gerror)) {
+            gchar* remote = g_dbus_error_get_remote_error(gerror);
+            name = remote != nullptr ? remote : "";
+            g_free(remote);
+            g_dbus_error_strip_remote_error(gerror);
+        }
+        if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) {
+            Fill(error, TessivoError::Kind::TIMEOUT, name,
+                 std::string("no answer to ") + method + " from the tessivo service within " +
+                     std::to_string(timeoutMs) + " ms");
+        } else if (MeansNotRunning(name)) {
+            Fill(error, TessivoError::Kind::NOT_RUNNING, name,
+                 "tessivo service is not running on the system bus (nobody owns " +
+                     std::string(KAE_CONSOLE_BUS_NAME) + ")");
+        } else if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_CLOSED)) {
+            Fill(error, TessivoError::Kind::CLOSED, name, "the system bus connection is closed");
+        } else {
+            Fill(error, TessivoError::Kind::REMOTE, name, gerror->message);
+        }
+        g_error_free(gerror);
+        return false;
+    }
+    if (!g_variant_is_of_type(answer, G_VARIANT_TYPE(replyType))) {
+        Fill(error, TessivoError::Kind::BAD_REPLY, "",
+             std::string("the tessivo service answered ") + method + " with type " +
+                 g_variant_get_type_string(answer) + " instead of " + replyType);
+        g_variant_unref(answer);
+        return false;
+    }
+    *reply = answer;
+    return true;
+}
+
+bool CTessivoClient::ServiceEnable(int timeoutMs, bool* enabled, std::string* data,
+                                   TessivoError* error) {
+    GVariant* reply = nullptr;
+    if (!__Call("ServiceEnable", nullptr, "(bs)", timeoutMs, &reply, error)) {
+        return false;
+    }
+    gboolean value = FALSE;
+    const gchar* text = nullptr;
+    g_variant_get(reply, "(b&s)", &value, &text);
+    *enabled = value != FALSE;
+    *data = text;
+    g_variant_unref(reply);
+    return true;
+}
+
+bool CTessivoClient::RequestSync(int type, const std::string& subject, const std::string& input,
+                                 int timeoutMs, int* result, std::string* output,
+                                 TessivoError* error) {
+    GVariant* parameters = g_variant_new("(iiiss)", static_cast<gint32>(getpid()), type,
+                                         m_nextReqId++, subject.c_str(), input.c_str());
+    GVariant* reply = nullptr;
+    if (!__Call("RequestSync", parameters, "(is)", timeoutMs, &reply, error)) {
+        return false;
+    }
+    gint32 code = 0;
+    const gchar* text = nullptr;
+    g_variant_get(reply, "(i&s)", &code, &text);
+    *result = code;
+    *output = text;
+    g_variant_unref(reply);
+    return true;
+}
+
+bool CTessivoClient::SubscribeResponse(ResponseHandler handler) {
+    if (m_connection == nullptr || m_signalId != 0) {
+        return false;
+    }
+    m_responseHandler = std::move(handler);
+    m_signalId = g_dbus_connection_signal_subscribe(
+        m_connection, nullptr, KAE_CONSOLE_INTERFACE, KAE_CONSOLE_SIGNAL, KAE_CONSOLE_OBJECT_PATH,
+        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, _OnResponse, this, nullptr);
+    return m_signalId != 0;
+}
+
+bool CTessivoClient::WatchService(OwnerHandler handler) {
+    if (m_connection == nullptr || m_watchId != 0) {
+        return false;
+    }
+    m_ownerHandler = std::move(handler);
+    m_watchId = g_bus_watch_name_on_connection(m_connection, KAE_CONSOLE_BUS_NAME,
+                                               G_BUS_NAME_WATCHER_FLAGS_NONE, _OnNameAppeared,
+                                               _OnNameVanished, this, nullptr);
+    return m_watchId != 0;
+}
+
+void CTessivoClient::SetClosedHandler(ClosedHandler handler) {
+    m_closedHandler = std::move(handler);
+}
+
+std::string CTessivoClient::Describe(const TessivoError& error) {
+    switch (error.kind) {
+        case TessivoError::Kind::NONE:
+            return "no error";
+        case TessivoError::Kind::REMOTE: {
+            std::string text = "D-Bus error";
+            if (!error.name.empty()) {
+                text += " " + error.name;
+            }
+            return text + ": " + error.message;
+        }
+        default:
+            return error.message;
+    }
+}
+
+void CTessivoClient::_OnResponse(GDBusConnection* connection, const gchar* sender,
+                                 const gchar* path, const gchar* interface, const gchar* signal,
+                                 GVariant* parameters, gpointer user) {
+    auto* self = static_cast<CTessivoClient*>(user);
+    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(iss)"))) {
+        fprintf(stderr, "kae-test-console: ignored a Response signal of type %s from %s\n",
+                g_variant_get_type_string(parameters), sender != nullptr ? sender : "?");
+        return;
+    }
+    gint32 result = 0;
+    const gchar* subject = nullptr;
+    const gchar* output = nullptr;
+    g_variant_get(parameters, "(i&s&s)", &result, &subject, &output);
+    if (self->m_responseHandler) {
+        self->m_responseHandler(result, subject, output);
+    }
+}
+
+void CTessivoClient::_OnNameAppeared(GDBusConnection* connection, const gchar* name,
+                                     const gchar* owner, gpointer user) {
+    auto* self = static_cast<CTessivoClient*>(user);
+    if (self->m_ownerHandler) {
+        self->m_ownerHandler(owner != nullptr ? owner : "");
+    }
+}
+
+void CTessivoClient::_OnNameVanished(GDBusConnection* connection, const gchar* name,
+                                     gpointer user) {
+    auto* self = static_cast<CTessivoClient*>(user);
+    // A closed connection loses sight of every name; that is the closed
+    // handler's news, not the service's departure.
+    if (g_dbus_connection_is_closed(connection)) {
+        return;
+    }
+    if (self->m_ownerHandler) {
+        self->m_ownerHandler("");
+    }
+}
+
+void CTessivoClient::_OnClosed(GDBusConnection* connection, gboolean remotePeerVanished,
+                               GError* error, gpointer user) {
+    auto* self = static_cast<CTessivoClient*>(user);
+    if (self->m_closedHandler) {
+        self->m_closedHandler();
+    }
+}

@@ -1,0 +1,98 @@
+// A small client of the tessivo service over one system-bus connection:
+// method calls with a time-out, the "Response" signal and the presence of the
+// service's name on the bus. Everything runs on the thread of the default
+// GLib main context.
+#ifndef TESSIVO_TOOLS_KAETESTCONSOLE_TESSIVOCLIENT_H
+#define TESSIVO_TOOLS_KAETESTCONSOLE_TESSIVOCLIENT_H
+
+#include <gio/gio.h>
+
+#include <functional>
+#include <string>
+
+#define KAE_CONSOLE_BUS_NAME "com.norvale.tv.tessivo"
+#define KAE_CONSOLE_OBJECT_PATH "/com/norvale/tv/tessivo"
+#define KAE_CONSOLE_INTERFACE "com.norvale.tv.tessivo.interface"
+#define KAE_CONSOLE_SIGNAL "Response"
+
+// Request types of "RequestSync".
+constexpr int kConsoleRequestRead = 1;
+constexpr int kConsoleRequestSubscribe = 3;
+constexpr int kConsoleRequestUnsubscribe = 4;
+
+// Why a call did not give an answer.
+struct TessivoError {
+    enum class Kind { NONE, NO_BUS, NOT_RUNNING, TIMEOUT, REMOTE, BAD_REPLY, CLOSED };
+    Kind kind = Kind::NONE;
+    std::string name;     // D-Bus error name, when the bus or the service gave one
+    std::string message;  // text for a person
+};
+
+class CTessivoClient {
+public:
+    using ResponseHandler =
+        std::function<void(int result, const std::string& subject, const std::string& output)>;
+    // owner is the unique bus name of the service, empty when it has none.
+    using OwnerHandler = std::function<void(const std::string& owner)>;
+    using ClosedHandler = std::function<void()>;
+
+    CTessivoClient();
+    ~CTessivoClient();
+    CTessivoClient(const CTessivoClient&) = delete;
+    CTessivoClient& operator=(const CTessivoClient&) = delete;
+
+    // Connects to the system bus ($DBUS_SYSTEM_BUS_ADDRESS when set).
+    // \context Main thread only.
+    bool Connect(TessivoError* error);
+
+    // "ServiceEnable": whether the service is enabled, and its white-list text.
+    // \context Main thread only.
+    bool ServiceEnable(int timeoutMs, bool* enabled, std::string* data, TessivoError* error);
+
+    // "RequestSync" with this process's pid and the next request id.
+    // \context Main thread only.
+    bool RequestSync(int type, const std::string& subject, const std::string& input, int timeoutMs,
+                     int* result, std::string* output, TessivoError* error);
+
+    // Delivers every "Response" signal of the service's interface and object,
+    // broadcast or addressed to this client, from any sender: the "HELLO" of
+    // a service that has just taken its name must not depend on this client
+    // having learnt the new owner first. \context Main thread only.
+    bool SubscribeResponse(ResponseHandler handler);
+
+    // Reports the owner of the service's name once when known, then at every
+    // change; not when the bus connection itself closes.
+    // \context Main thread only.
+    bool WatchService(OwnerHandler handler);
+
+    // Called once when the bus connection closes. \context Main thread only.
+    void SetClosedHandler(ClosedHandler handler);
+
+    // One line for a person.
+    // \context Thread-safe.
+    static std::string Describe(const TessivoError& error);
+
+private:
+    bool __Call(const char* method, GVariant* parameters, const char* replyType, int timeoutMs,
+                GVariant** reply, TessivoError* error);
+
+    static void _OnResponse(GDBusConnection* connection, const gchar* sender, const gchar* path,
+                            const gchar* interface, const gchar* signal, GVariant* parameters,
+                            gpointer user);
+    static void _OnNameAppeared(GDBusConnection* connection, const gchar* name, const gchar* owner,
+                                gpointer user);
+    static void _OnNameVanished(GDBusConnection* connection, const gchar* name, gpointer user);
+    static void _OnClosed(GDBusConnection* connection, gboolean remotePeerVanished, GError* error,
+                          gpointer user);
+
+    GDBusConnection* m_connection = nullptr;
+    guint m_signalId = 0;
+    guint m_watchId = 0;
+    gulong m_closedId = 0;
+    int m_nextReqId = 1;
+    ResponseHandler m_responseHandler;
+    OwnerHandler m_ownerHandler;
+    ClosedHandler m_closedHandler;
+};
+
+#endif

@@ -1,0 +1,134 @@
+// tessivo-platform: the control tool of the simulated TV. It reads and writes
+// the platform directory that the daemon reads.
+#include <errno.h>
+#include <ftw.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "DefaultTv.h"
+#include "PlatformStore.h"
+
+namespace {
+
+const char kUsage[] =
+    "usage: tessivo-platform COMMAND ...\n"
+    "\n"
+    "The simulated TV lives in $TESSIVO_PLATFORM_DIR (else $XDG_RUNTIME_DIR/tessivo-platform,\n"
+    "else /tmp/tessivo-platform-UID).\n"
+    "\n"
+    "  init                        reset the TV to the default: a Tavlo TV in the US, presence\n"
+    "                              statistics agreed, landscape, sensor free, data service ready\n"
+    "  dir                         print the platform directory\n"
+    "  feature get KEY             print a feature flag (true or false)\n"
+    "  feature set KEY true|false  set a feature flag\n"
+    "  vconf get KEY               print a vconf value\n"
+    "  vconf set KEY TYPE VALUE    set a vconf value; TYPE is int, bool, double or string\n"
+    "\n"
+    "Exit status: 0 done, 1 the value is missing or could not be read or written, 2 usage.\n";
+
+int Usage(const char* problem) {
+    if (problem != nullptr) {
+        fprintf(stderr, "tessivo-platform: %s\n\n", problem);
+    }
+    fputs(kUsage, stderr);
+    return 2;
+}
+
+int Report(int ret, const std::string& area, const std::string& key) {
+    if (ret == 0) {
+        return 0;
+    }
+    if (ret == -ENOENT) {
+        fprintf(stderr, "tessivo-platform: %s \"%s\" is not set\n", area.c_str(), key.c_str());
+    } else if (ret == -EINVAL && !PlatformStore::IsValidKey(key)) {
+        fprintf(stderr, "tessivo-platform: \"%s\" is not a valid key\n", key.c_str());
+    } else {
+        fprintf(stderr, "tessivo-platform: %s \"%s\": %s\n", area.c_str(), key.c_str(),
+                ret == -EINVAL ? "malformed value" : strerror(-ret));
+    }
+    return 1;
+}
+
+int RemoveEntry(const char* path, const struct stat* st, int flag, struct FTW* ftw) {
+    return remove(path) == 0 || errno == ENOENT ? 0 : -1;
+}
+
+int Init() {
+    std::string root = PlatformStore::RootDir();
+    for (const std::string& area : PlatformAreas()) {
+        std::string dir = root + "/" + area;
+        if (nftw(dir.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS) != 0 && errno != ENOENT) {
+            fprintf(stderr, "tessivo-platform: cannot reset %s: %s\n", dir.c_str(),
+                    strerror(errno));
+            return 1;
+        }
+    }
+    for (const SeedValue& seed : DefaultTvValues()) {
+        if (Report(PlatformStore::Write(seed.area, seed.key, seed.value), seed.area, seed.key) !=
+            0) {
+            return 1;
+        }
+    }
+    printf("default TV seeded in %s\n", root.c_str());
+    return 0;
+}
+
+int Get(const std::string& area, const std::string& key) {
+    PlatformStore::Value value;
+    int ret = PlatformStore::Read(area, key, &value);
+    if (ret != 0) {
+        return Report(ret, area, key);
+    }
+    printf("%s\n", value.text.c_str());
+    return 0;
+}
+
+int Set(const std::string& area, const std::string& key, const std::string& type,
+        const std::string& text) {
+    PlatformStore::Value value;
+    if (!PlatformStore::ParseType(type, &value.type)) {
+        return Usage(("unknown type \"" + type + "\"").c_str());
+    }
+    value.text = text;
+    int ret = PlatformStore::Write(area, key, value);
+    if (ret == -EINVAL && PlatformStore::IsValidKey(key)) {
+        fprintf(stderr, "tessivo-platform: \"%s\" is not a %s value\n", text.c_str(), type.c_str());
+        return 1;
+    }
+    return Report(ret, area, key);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+        fputs(kUsage, args.empty() ? stderr : stdout);
+        return args.empty() ? 2 : 0;
+    }
+    const std::string& command = args[0];
+    if (command == "init" && args.size() == 1) {
+        return Init();
+    }
+    if (command == "dir" && args.size() == 1) {
+        printf("%s\n", PlatformStore::RootDir().c_str());
+        return 0;
+    }
+    if (command == "feature" || command == "vconf") {
+        const std::string area = command == "feature" ? "features" : "vconf";
+        if (args.size() == 3 && args[1] == "get") {
+            return Get(area, args[2]);
+        }
+        if (command == "feature" && args.size() == 4 && args[1] == "set") {
+            return Set(area, args[2], "bool", args[3]);
+        }
+        if (command == "vconf" && args.size() == 5 && args[1] == "set") {
+            return Set(area, args[2], args[3], args[4]);
+        }
+        return Usage(("bad arguments for \"" + command + "\"").c_str());
+    }
+    return Usage(("unknown command \"" + command + "\"").c_str());
+}
