@@ -10,6 +10,7 @@
 
 #include <new>
 
+#include "ContextClock.h"
 #include "ContextLog.h"
 #include "DBusServer.h"
 
@@ -39,6 +40,13 @@ int CMainCtrl::Main() {
     KAE_LOGI("Current priority : %d", getpriority(PRIO_PROCESS, getpid()));
     setpriority(PRIO_PROCESS, getpid(), 19);
     KAE_LOGI("Change priority : %d", getpriority(PRIO_PROCESS, getpid()));
+
+    // Read the clock's settings now, so that a bad TESSIVO_TIME_SCALE is
+    // reported at start-up rather than whenever a timer first looks.
+    if (ContextClock::TimeScale() != 1.0) {
+        KAE_LOGI("monotonic clock runs %g times as fast (TESSIVO_TIME_SCALE)",
+                 ContextClock::TimeScale());
+    }
 
     // A log reader that goes away must not take the daemon with it.
     signal(SIGPIPE, SIG_IGN);

@@ -159,6 +159,31 @@ TEST_F(DBusFrontTest, NotATavloTvRunsTheDBusOnlyShapeWithoutTouchingTheRadar) {
     EXPECT_EQ(log.find("> Tavlo TV!!"), std::string::npos);
 }
 
+TEST_F(DBusFrontTest, ATavloTvGetsTheDBusOnlyShapeUntilSensingIsBuilt) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    EXPECT_TRUE(LogInOrder(service.Stderr(),
+                           {"Tavlo TV!!", "Full sensing service is not supported by this build",
+                            "OnlyDbusCreate init success"}));
+    EXPECT_EQ(CallService("ServiceEnable").exitCode, 0);
+}
+
+TEST_F(DBusFrontTest, TimeScaleIsAnnouncedAndABadOneReportedOnceAndIgnored) {
+    m_env["TESSIVO_TIME_SCALE"] = "100";
+    Subprocess& fast = StartService();
+    ASSERT_TRUE(WaitUntilServing(fast));
+    EXPECT_NE(fast.Stderr().find("monotonic clock runs 100 times as fast"), std::string::npos);
+    ASSERT_TRUE(fast.Signal(SIGTERM));
+    ASSERT_TRUE(fast.WaitExit(kWaitMs));
+
+    m_env["TESSIVO_TIME_SCALE"] = "fast";
+    Subprocess& bad = StartService();
+    ASSERT_TRUE(WaitUntilServing(bad));
+    EXPECT_EQ(CountOccurrences(bad.Stderr(), "TESSIVO_TIME_SCALE \"fast\" is not a number"), 1)
+        << bad.Stderr();
+    EXPECT_EQ(bad.Stderr().find("times as fast"), std::string::npos);
+}
+
 TEST_F(DBusFrontTest, AnUnreadableFeatureCountsAsNotATavloTv) {
     ASSERT_EQ(Run({"rm", "-rf", m_platformDir + "/features"}).exitCode, 0);
     Subprocess& service = StartService();

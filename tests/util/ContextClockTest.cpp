@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+#include <time.h>
+
 #include <atomic>
 #include <thread>
 
@@ -30,11 +33,23 @@ TEST(ContextClock, ParseTimeScaleAcceptsOnlyPositiveFiniteNumbers) {
     EXPECT_FALSE(ContextClock::ParseTimeScale(nullptr, &scale));
 }
 
-TEST(ContextClock, SystemClockMovesForward) {
+TEST(ContextClock, SystemClockRunsAtTheConfiguredScaleWhileSleepsStayReal) {
+    // Run once as it is and once (by CTest) with TESSIVO_TIME_SCALE=50.
+    double expected = 1.0;
+    if (const char* env = getenv("TESSIVO_TIME_SCALE")) {
+        ASSERT_TRUE(ContextClock::ParseTimeScale(env, &expected));
+    }
+    EXPECT_DOUBLE_EQ(ContextClock::TimeScale(), expected);
+    struct timespec before, after;
+    clock_gettime(CLOCK_MONOTONIC, &before);
     int64_t a = ContextClock::MonotonicUs();
-    ContextClock::SleepUs(2000);
+    ContextClock::SleepUs(20000);
     int64_t b = ContextClock::MonotonicUs();
-    EXPECT_GE(b - a, 2000 * ContextClock::TimeScale() * 0.99);
+    clock_gettime(CLOCK_MONOTONIC, &after);
+    double realUs = (after.tv_sec - before.tv_sec) * 1e6 + (after.tv_nsec - before.tv_nsec) / 1e3;
+    EXPECT_GE(realUs, 20000);  // the sleep itself is not scaled
+    EXPECT_GE(b - a, 20000 * expected * 0.99);
+    EXPECT_LE(b - a, realUs * expected * 1.01 + 1);
     EXPECT_NEAR(static_cast<double>(ContextClock::WallTime()), static_cast<double>(time(nullptr)),
                 1.0);
 }
