@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build pkg-config
-    libglib2.0-dev libglib2.0-bin libjsoncpp-dev
+    libglib2.0-dev libglib2.0-bin libjsoncpp-dev libkissfft-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin systemd util-linux procps
 )

@@ -13,6 +13,7 @@
 #include "ContextClock.h"
 #include "ContextLog.h"
 #include "DBusServer.h"
+#include "RadarFetch.h"
 
 namespace {
 
@@ -53,9 +54,16 @@ int CMainCtrl::Main() {
     RegisterSignal();
 
     if (IsTavloTV()) {
-        // The sensing service needs the radar module, which this build does
-        // not drive yet; the set still gets its D-Bus front end.
-        KAE_LOGI("Full sensing service is not supported by this build: D-Bus only");
+        if (RadarFetch::SpiValidationCheck() != 0) {
+            KAE_LOGI("22Y MODULE");
+            // The sensing pipeline is not part of this build yet; the set
+            // still gets its D-Bus front end.
+            KAE_LOGI("Full sensing service is not supported by this build: D-Bus only");
+        } else {
+            // An older module generation: the service answers on D-Bus but
+            // never senses.
+            KAE_LOGI("21Y MODULE");
+        }
     }
     m_pMainLoop = g_main_loop_new(nullptr, FALSE);
     if (!OnlyDbusCreate()) {

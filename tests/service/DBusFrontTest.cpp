@@ -159,13 +159,28 @@ TEST_F(DBusFrontTest, NotATavloTvRunsTheDBusOnlyShapeWithoutTouchingTheRadar) {
     EXPECT_EQ(log.find("> Tavlo TV!!"), std::string::npos);
 }
 
-TEST_F(DBusFrontTest, ATavloTvGetsTheDBusOnlyShapeUntilSensingIsBuilt) {
+TEST_F(DBusFrontTest, ATavloTvWithAGoodModuleGetsTheDBusOnlyShapeUntilSensingIsBuilt) {
     Subprocess& service = StartService();
     ASSERT_TRUE(WaitUntilServing(service));
-    EXPECT_TRUE(LogInOrder(service.Stderr(),
-                           {"Tavlo TV!!", "Full sensing service is not supported by this build",
-                            "OnlyDbusCreate init success"}));
+    EXPECT_TRUE(LogInOrder(
+        service.Stderr(),
+        {"Tavlo TV!!", "SPI Validation Check : 1", "22Y MODULE",
+         "Full sensing service is not supported by this build", "OnlyDbusCreate init success"}));
     EXPECT_EQ(CallService("ServiceEnable").exitCode, 0);
+}
+
+TEST_F(DBusFrontTest, ATavloTvWhoseModuleFailsItsCheckRunsDBusOnly) {
+    ASSERT_EQ(Platform({"radar", "spi", "fail"}).exitCode, 0);
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    std::string log = service.Stderr();
+    EXPECT_TRUE(LogInOrder(log, {"Tavlo TV!!", "SPI Validation Check : 0", "21Y MODULE",
+                                 "DBusServer Create", "OnlyDbusCreate init success"}))
+        << log;
+    EXPECT_EQ(log.find("22Y MODULE"), std::string::npos);
+    EXPECT_EQ(CallService("ServiceEnable").exitCode, 0);
+    CommandResult read = CallService("RequestSync", {"1", "1", "1", "KAE/GET/PRESENCE/", ""});
+    EXPECT_NE(read.err.find("com.norvale.tv.tessivo.Error.NotAvailable"), std::string::npos);
 }
 
 TEST_F(DBusFrontTest, TimeScaleIsAnnouncedAndABadOneReportedOnceAndIgnored) {

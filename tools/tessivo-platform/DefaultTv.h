@@ -1,6 +1,7 @@
 // The TV that `tessivo-platform init` seeds: a Tavlo TV set up in the US
 // whose user agreed to presence statistics, in landscape, sensor not
-// claimed, data service ready.
+// claimed, data service ready, a radar module that passes its check and sees
+// people walking.
 #ifndef TESSIVO_TOOLS_DEFAULTTV_H
 #define TESSIVO_TOOLS_DEFAULTTV_H
 

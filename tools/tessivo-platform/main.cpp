@@ -4,36 +4,47 @@
 #include <ftw.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
 
 #include "DefaultTv.h"
 #include "PlatformStore.h"
+#include "RadarCommands.h"
 
 namespace {
 
-const char kUsage[] =
+const char kUsageHead[] =
     "usage: tessivo-platform COMMAND ...\n"
     "\n"
     "The simulated TV lives in $TESSIVO_PLATFORM_DIR (else $XDG_RUNTIME_DIR/tessivo-platform,\n"
     "else /tmp/tessivo-platform-UID).\n"
     "\n"
     "  init                        reset the TV to the default: a Tavlo TV in the US, presence\n"
-    "                              statistics agreed, landscape, sensor free, data service ready\n"
+    "                              statistics agreed, landscape, sensor free, data service\n"
+    "                              ready, radar passing its check and showing people walking\n"
     "  dir                         print the platform directory\n"
     "  feature get KEY             print a feature flag (true or false)\n"
     "  feature set KEY true|false  set a feature flag\n"
     "  vconf get KEY               print a vconf value\n"
-    "  vconf set KEY TYPE VALUE    set a vconf value; TYPE is int, bool, double or string\n"
+    "  vconf set KEY TYPE VALUE    set a vconf value; TYPE is int, bool, double or string\n";
+
+const char kUsageTail[] =
     "\n"
     "Exit status: 0 done, 1 the value is missing or could not be read or written, 2 usage.\n";
+
+void PrintUsage(FILE* out) {
+    fputs(kUsageHead, out);
+    fputs(kRadarUsage, out);
+    fputs(kUsageTail, out);
+}
 
 int Usage(const char* problem) {
     if (problem != nullptr) {
         fprintf(stderr, "tessivo-platform: %s\n\n", problem);
     }
-    fputs(kUsage, stderr);
+    PrintUsage(stderr);
     return 2;
 }
 
@@ -72,6 +83,11 @@ int Init() {
             return 1;
         }
     }
+    std::string scene = DefaultRadarScene();
+    if (access(scene.c_str(), R_OK) != 0) {
+        fprintf(stderr, "tessivo-platform: warning: scene %s is missing: the radar shows nobody\n",
+                scene.c_str());
+    }
     printf("default TV seeded in %s\n", root.c_str());
     return 0;
 }
@@ -106,7 +122,7 @@ int Set(const std::string& area, const std::string& key, const std::string& type
 int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-        fputs(kUsage, args.empty() ? stderr : stdout);
+        PrintUsage(args.empty() ? stderr : stdout);
         return args.empty() ? 2 : 0;
     }
     const std::string& command = args[0];
@@ -129,6 +145,9 @@ int main(int argc, char** argv) {
             return Set(area, args[2], args[3], args[4]);
         }
         return Usage(("bad arguments for \"" + command + "\"").c_str());
+    }
+    if (command == "radar") {
+        return RadarCommand(std::vector<std::string>(args.begin() + 1, args.end()), Usage);
     }
     return Usage(("unknown command \"" + command + "\"").c_str());
 }

@@ -1,0 +1,279 @@
+// RadarFetch against a scripted motion sensor: this test program supplies
+// IMotionSensor::getInstance() itself, so the simulated module is not linked.
+#include <IMotionSensor.h>
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <vector>
+
+#include "ActivitySegment.h"
+#include "RadarFetch.h"
+
+namespace {
+
+class ScriptedSensor : public IMotionSensor {
+public:
+    int getPresenceReport(int request, uint8_t* buffer, int32_t* length) override {
+        lastRequest = request;
+        lastLength = *length;
+        if (presenceStatus != 0) {
+            return presenceStatus;
+        }
+        memcpy(buffer, report, sizeof(report));
+        return 0;
+    }
+    int getState(int32_t* state) override { return 0; }
+    int init() override { return initStatus; }
+    int start() override { return startStatus; }
+    int stop() override { return stopStatus; }
+    int getSensitivity(int32_t* value) override {
+        *value = sensitivity;
+        return sensitivityStatus;
+    }
+    int setSensitivity(int32_t) override { return 0; }
+    int getFirmwareVersion(float* version) override {
+        *version = firmware;
+        return firmwareStatus;
+    }
+    int motion_register_callback(MotionSliceCallback callback) override {
+        registered = callback;
+        return registerStatus;
+    }
+    int spiValidationCheck() override { return spiResult; }
+
+    uint8_t report[12] = {};
+    int presenceStatus = 0, initStatus = 0, startStatus = 0, stopStatus = 0;
+    int sensitivity = 2, sensitivityStatus = 0;
+    float firmware = 1.5f;
+    int firmwareStatus = 0, registerStatus = 0, spiResult = 1;
+    int lastRequest = 0;
+    int32_t lastLength = 0;
+    MotionSliceCallback registered = nullptr;
+};
+
+ScriptedSensor* g_sensor = nullptr;
+std::vector<std::vector<uint16_t>> g_frames;
+
+class RadarFetchTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        g_sensor = &m_sensor;
+        g_frames.clear();
+        RadarFetch::SetActivitySegmentObj(nullptr);
+        RadarFetch::Start();  // slice pairing starts from a clean frame
+    }
+    void TearDown() override {
+        RadarFetch::SetActivitySegmentObj(nullptr);
+        g_sensor = nullptr;
+    }
+    // A slice whose every packed pair holds (value, value + 1).
+    static std::vector<uint8_t> Slice(uint16_t value) {
+        std::vector<uint8_t> bytes(RadarFetch::kSliceBytes);
+        for (size_t i = 0; i < bytes.size(); i += 3) {
+            uint16_t p = value, q = static_cast<uint16_t>(value + 1);
+            bytes[i] = static_cast<uint8_t>(p >> 4);
+            bytes[i + 1] = static_cast<uint8_t>(((p & 0xF) << 4) | (q >> 8));
+            bytes[i + 2] = static_cast<uint8_t>(q & 0xFF);
+        }
+        return bytes;
+    }
+    static void Deliver(std::vector<uint8_t>& slice) {
+        RadarFetch::FetchRadarSliceCB(slice.data());
+    }
+    ActivitySegment* Pipeline() { return reinterpret_cast<ActivitySegment*>(&m_pipelineTag); }
+
+    ScriptedSensor m_sensor;
+    int m_pipelineTag = 0;
+};
+
+// Both halves of a frame: first half from slice a, second from slice b.
+void ExpectFrameOf(const std::vector<uint16_t>& frame, uint16_t a, uint16_t b) {
+    ASSERT_EQ(frame.size(), RadarFetch::kFrameSamples);
+    EXPECT_EQ(frame[0], a);
+    EXPECT_EQ(frame[1], a + 1);
+    EXPECT_EQ(frame[8191], a + 1);
+    EXPECT_EQ(frame[8192], b);
+    EXPECT_EQ(frame[16383], b + 1);
+}
+
+}  // namespace
+
+IMotionSensor* IMotionSensor::getInstance() {
+    return g_sensor;
+}
+
+void ActivitySegment::FetchRadarFrameCB(unsigned short* raw) {
+    g_frames.emplace_back(raw, raw + RadarFetch::kFrameSamples);
+}
+
+TEST(RadarFetchUnpack, TwelveBitPairsComeOutInOrder) {
+    const uint8_t packed[] = {0xAB, 0xCD, 0xEF, 0x00, 0x0F, 0xFF};
+    uint16_t out[4] = {1, 1, 1, 1};
+    unpack_raw12(packed, sizeof(packed), out);
+    EXPECT_EQ(out[0], 0xABC);
+    EXPECT_EQ(out[1], 0xDEF);
+    EXPECT_EQ(out[2], 0x000);
+    EXPECT_EQ(out[3], 0xFFF);
+    uint16_t untouched = 7;
+    unpack_raw12(packed, 0, &untouched);
+    EXPECT_EQ(untouched, 7);
+}
+
+TEST(RadarFetchTestWord, TwelveBitSequenceFromSeedOne) {
+    EXPECT_EQ(get_next_test_word(), 1);
+    EXPECT_EQ(get_next_test_word(), 2048);
+    EXPECT_EQ(get_next_test_word(), 1024);
+    EXPECT_EQ(get_next_test_word(), 512);
+    // A maximal-length register never falls into zero and stays in 12 bits.
+    for (int i = 0; i < 5000; ++i) {
+        uint16_t word = get_next_test_word();
+        ASSERT_NE(word, 0);
+        ASSERT_LT(word, 4096);
+    }
+}
+
+TEST_F(RadarFetchTest, SlicesPairByArrivalOrder) {
+    RadarFetch::SetActivitySegmentObj(Pipeline());
+    auto a = Slice(100), b = Slice(200), c = Slice(300), d = Slice(400);
+    Deliver(a);
+    EXPECT_TRUE(g_frames.empty());
+    Deliver(b);
+    Deliver(c);
+    Deliver(d);
+    ASSERT_EQ(g_frames.size(), 2u);
+    ExpectFrameOf(g_frames[0], 100, 200);
+    ExpectFrameOf(g_frames[1], 300, 400);
+}
+
+TEST_F(RadarFetchTest, StartBetweenHalvesMakesTheNextSliceAFirstHalf) {
+    RadarFetch::SetActivitySegmentObj(Pipeline());
+    auto a = Slice(100), b = Slice(200), c = Slice(300);
+    Deliver(a);
+    RadarFetch::Start();
+    Deliver(b);
+    Deliver(c);
+    ASSERT_EQ(g_frames.size(), 1u);
+    ExpectFrameOf(g_frames[0], 200, 300);
+}
+
+TEST_F(RadarFetchTest, NullSliceIsLoggedAndSkipped) {
+    RadarFetch::SetActivitySegmentObj(Pipeline());
+    auto a = Slice(100), b = Slice(200);
+    Deliver(a);
+    testing::internal::CaptureStderr();
+    RadarFetch::FetchRadarSliceCB(nullptr);
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("slice data is null"), std::string::npos);
+    EXPECT_TRUE(g_frames.empty());
+    Deliver(b);
+    ASSERT_EQ(g_frames.size(), 1u);
+    ExpectFrameOf(g_frames[0], 100, 200);
+}
+
+TEST_F(RadarFetchTest, WithoutAPipelineFramesAreDroppedButPairingGoesOn) {
+    auto a = Slice(100), b = Slice(200), c = Slice(300), d = Slice(400);
+    Deliver(a);
+    Deliver(b);
+    EXPECT_TRUE(g_frames.empty());
+    RadarFetch::SetActivitySegmentObj(Pipeline());
+    Deliver(c);
+    Deliver(d);
+    ASSERT_EQ(g_frames.size(), 1u);
+    ExpectFrameOf(g_frames[0], 300, 400);
+}
+
+TEST_F(RadarFetchTest, PresenceReportIsDecoded) {
+    m_sensor.report[4] = 1;
+    m_sensor.report[5] = 10;
+    m_sensor.report[9] = 2;
+    int presence = -9, level = -9;
+    double distance = -9;
+    ASSERT_EQ(RadarFetch::FetchPresenceData(&presence, &distance, &level), 1);
+    EXPECT_EQ(m_sensor.lastRequest, 1);
+    EXPECT_EQ(m_sensor.lastLength, 12);
+    EXPECT_EQ(presence, 1);
+    EXPECT_DOUBLE_EQ(distance, 3.2);
+    EXPECT_EQ(level, 2);
+
+    m_sensor.report[5] = 255;
+    for (uint8_t bad : {0, 4, 255}) {
+        m_sensor.report[9] = bad;
+        ASSERT_EQ(RadarFetch::FetchPresenceData(&presence, &distance, &level), 1);
+        EXPECT_EQ(level, -1) << static_cast<int>(bad);
+    }
+    EXPECT_DOUBLE_EQ(distance, 255 * 0.32);
+}
+
+TEST_F(RadarFetchTest, FailedPresenceReadLeavesTheOutputsAlone) {
+    m_sensor.presenceStatus = -5;
+    int presence = 7, level = 7;
+    double distance = 7.5;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(RadarFetch::FetchPresenceData(&presence, &distance, &level), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(presence, 7);
+    EXPECT_DOUBLE_EQ(distance, 7.5);
+    EXPECT_EQ(level, 7);
+}
+
+TEST_F(RadarFetchTest, SensitivityOutsideOneToThreeOrAFailedCallIsMinusOne) {
+    EXPECT_EQ(RadarFetch::GetSensitivity(), 2);
+    testing::internal::CaptureStderr();
+    m_sensor.sensitivity = 4;
+    EXPECT_EQ(RadarFetch::GetSensitivity(), -1);
+    m_sensor.sensitivity = 3;
+    m_sensor.sensitivityStatus = -1;
+    EXPECT_EQ(RadarFetch::GetSensitivity(), -1);
+    std::string log = testing::internal::GetCapturedStderr();
+    size_t first = log.find("GetSensitivity failed");
+    ASSERT_NE(first, std::string::npos);
+    size_t second = log.find("GetSensitivity failed", first + 1);
+    ASSERT_NE(second, std::string::npos);
+    EXPECT_EQ(log.find("GetSensitivity failed", second + 1), std::string::npos);
+}
+
+TEST_F(RadarFetchTest, LibraryFailuresAreLoggedOnce) {
+    m_sensor.initStatus = m_sensor.startStatus = m_sensor.stopStatus = -1;
+    m_sensor.registerStatus = m_sensor.firmwareStatus = -1;
+    testing::internal::CaptureStderr();
+    RadarFetch::Init();
+    RadarFetch::Start();
+    RadarFetch::Stop();
+    RadarFetch::RegistCallback();
+    RadarFetch::GetFirmwareVersion();
+    std::string log = testing::internal::GetCapturedStderr();
+    for (const char* line :
+         {"MotionSensor Init failed", "MotionSensor Start failed", "MotionSensor Stop failed",
+          "MotionSensor motion_register_callback failed", "GetFirmwareVersion failed"}) {
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+    }
+    EXPECT_EQ(m_sensor.registered, &RadarFetch::FetchRadarSliceCB);
+}
+
+TEST_F(RadarFetchTest, SpiCheckAndFirmwareVersionAreReportedAsTheModuleSaysThem) {
+    testing::internal::CaptureStderr();
+    m_sensor.spiResult = 0;
+    EXPECT_EQ(RadarFetch::SpiValidationCheck(), 0);
+    m_sensor.spiResult = 7;
+    EXPECT_EQ(RadarFetch::SpiValidationCheck(), 7);
+    EXPECT_FLOAT_EQ(RadarFetch::GetFirmwareVersion(), 1.5f);
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("SPI Validation Check : 0"), std::string::npos);
+    EXPECT_NE(log.find("SPI Validation Check : 7"), std::string::npos);
+    EXPECT_NE(log.find("sensor f/w version: 1.500000"), std::string::npos);
+}
+
+TEST(RadarFetchSpiPattern, ARampSliceIsAcceptedAndTheFirstWrongByteAborts) {
+    std::vector<uint8_t> slice(RadarFetch::kSliceBytes);
+    for (size_t i = 0; i < slice.size(); ++i) {
+        slice[i] = static_cast<uint8_t>((i % 3072) & 0xFF);
+    }
+    testing::internal::CaptureStderr();
+    RadarFetch::TestSpiPattern(slice.data());
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("SPI slice ok"), std::string::npos);
+
+    slice[2 * 3072 + 300] = 7;  // index 300 of the third block should hold 44
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(RadarFetch::TestSpiPattern(slice.data()),
+                 "@@@ error test_word\\[44\\] = 7 \\[300\\]");
+}
