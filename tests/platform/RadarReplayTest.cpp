@@ -53,8 +53,7 @@ TEST_F(RadarReplayTest, RecordingReplaysBitForBitAndStopsAtItsEnd) {
     std::vector<uint8_t> file = ReadFile(path);
     Replay(path, false);
     SimulatedMotionSensor sensor;
-    ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
-    ASSERT_EQ(sensor.init(), 0);
+    Prepare(sensor);
     int steps = 0;
     EXPECT_EQ(Detection(sensor, &steps), 1) << "the truth has somebody 2 m away";
     EXPECT_EQ(steps, 6);
@@ -70,11 +69,7 @@ TEST_F(RadarReplayTest, RecordingReplaysBitForBitAndStopsAtItsEnd) {
     ASSERT_EQ(sensor.stop(), 0);
 
     // The next start replays it from its first frame again.
-    SliceCollector::Get().Reset();
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(2));
-    ASSERT_EQ(sensor.stop(), 0);
-    std::vector<DeliveredSlice> again = SliceCollector::Get().Slices();
+    std::vector<DeliveredSlice> again = Collect(sensor, 2);
     EXPECT_EQ(again[0].bytes, FileSlice(file, 0));
     EXPECT_EQ(again[1].bytes, FileSlice(file, 1));
 }
@@ -84,14 +79,9 @@ TEST_F(RadarReplayTest, LoopingRecordingStartsOverAndWithoutTruthNobodyIsThere) 
     std::vector<uint8_t> file = ReadFile(path);
     Replay(path, true);
     SimulatedMotionSensor sensor;
-    ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
-    ASSERT_EQ(sensor.init(), 0);
+    Prepare(sensor);
     EXPECT_EQ(Detection(sensor), 0);
-
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(14));
-    ASSERT_EQ(sensor.stop(), 0);
-    std::vector<DeliveredSlice> slices = SliceCollector::Get().Slices();
+    std::vector<DeliveredSlice> slices = Collect(sensor, 14);
     for (size_t i = 0; i < slices.size(); ++i) {
         EXPECT_EQ(slices[i].bytes, FileSlice(file, i % 6)) << "slice " << i;
     }
@@ -104,26 +94,16 @@ TEST_F(RadarReplayTest, RecordingSwitchWritesExactlyWhatWasDeliveredAndItReplays
     std::string recorded = m_dir + "/recorded.rec";
     SetString(RadarConfig::kRecord, recorded);
     SimulatedMotionSensor sensor;
-    ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
-    ASSERT_EQ(sensor.init(), 0);
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(6));
-    ASSERT_EQ(sensor.stop(), 0);
-    std::vector<DeliveredSlice> first = SliceCollector::Get().Slices();
-    EXPECT_EQ(ReadFile(recorded), Concatenated(first));
+    Prepare(sensor);
+    std::vector<DeliveredSlice> all = Collect(sensor, 6);
+    EXPECT_EQ(ReadFile(recorded), Concatenated(all));
 
     // The next stream to the same file follows on; the truth stays whole.
-    SliceCollector::Get().Reset();
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(4));
-    ASSERT_EQ(sensor.stop(), 0);
-    std::vector<DeliveredSlice> all = first;
-    for (const DeliveredSlice& slice : SliceCollector::Get().Slices()) {
+    for (const DeliveredSlice& slice : Collect(sensor, 4)) {
         all.push_back(slice);
     }
     std::vector<uint8_t> file = ReadFile(recorded);
     EXPECT_EQ(file, Concatenated(all));
-
     radar::RecordingReader reader;
     std::string error;
     ASSERT_TRUE(reader.Open(recorded, &error)) << error;
@@ -139,13 +119,9 @@ TEST_F(RadarReplayTest, RecordingSwitchWritesExactlyWhatWasDeliveredAndItReplays
     // What was recorded replays through the module as it was delivered.
     SetString(RadarConfig::kRecord, "");
     Replay(recorded, false);
-    SliceCollector::Get().Reset();
     ASSERT_EQ(sensor.init(), 0);
     EXPECT_EQ(Detection(sensor), 1);
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(all.size()));
-    ASSERT_EQ(sensor.stop(), 0);
-    EXPECT_EQ(Concatenated(SliceCollector::Get().Slices()), file);
+    EXPECT_EQ(Concatenated(Collect(sensor, all.size())), file);
 }
 
 TEST_F(RadarReplayTest, SliceFaultsWhileRecordingKeepTheBytesAndDropTheTruth) {
@@ -153,14 +129,9 @@ TEST_F(RadarReplayTest, SliceFaultsWhileRecordingKeepTheBytesAndDropTheTruth) {
     SetString(RadarConfig::kRecord, recorded);
     SetInt(RadarConfig::kFaultNullSliceEvery, 3);
     SimulatedMotionSensor sensor;
-    ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
-    ASSERT_EQ(sensor.init(), 0);
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(6));
-    ASSERT_EQ(sensor.stop(), 0);
-
+    Prepare(sensor);
     std::vector<uint8_t> expected;
-    for (const DeliveredSlice& slice : SliceCollector::Get().Slices()) {
+    for (const DeliveredSlice& slice : Collect(sensor, 6)) {
         expected.insert(expected.end(), slice.bytes.begin(), slice.bytes.end());
     }
     EXPECT_EQ(ReadFile(recorded), expected);
@@ -174,11 +145,8 @@ TEST_F(RadarReplayTest, TheReplayedRecordingIsNeverRecordedOver) {
     Replay(path, true);
     SetString(RadarConfig::kRecord, path);
     SimulatedMotionSensor sensor;
-    ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
-    ASSERT_EQ(sensor.init(), 0);
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(6));
-    ASSERT_EQ(sensor.stop(), 0);
+    Prepare(sensor);
+    Collect(sensor, 6);
     EXPECT_EQ(ReadFile(path), file);
 }
 

@@ -49,19 +49,13 @@ TEST_F(RadarTest, SceneFramesArriveAsSlicePairsAtTheFrameRate) {
         "one", "{\"name\": \"one\", \"seed\": 9, \"people\": [{\"id\": 1, \"at\": [0.5, 2.0]}]}");
     SetString(RadarConfig::kScene, scene);
     SimulatedMotionSensor sensor;
-    ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
-    ASSERT_EQ(sensor.init(), 0);
-
+    Prepare(sensor);
     auto before = std::chrono::steady_clock::now();
-    ASSERT_EQ(sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(20));
-    auto elapsed = std::chrono::steady_clock::now() - before;
-    ASSERT_EQ(sensor.stop(), 0);
+    std::vector<radartest::DeliveredSlice> slices = Collect(sensor, 20);
     // Ten frames cannot come sooner than ten frame periods after the start.
-    EXPECT_GE(elapsed, 10 * SimulatedMotionSensor::kFramePeriod);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, 10 * SimulatedMotionSensor::kFramePeriod);
 
     // Each pair is one synthesised frame, slice 0 first, frames in order.
-    std::vector<radartest::DeliveredSlice> slices = SliceCollector::Get().Slices();
     radar::Scene parsed;
     std::string error;
     ASSERT_TRUE(radar::LoadScene(scene, &parsed, &error)) << error;
@@ -133,30 +127,19 @@ TEST_F(RadarStreamTest, StopWaitsForARunningCallbackAndNoneRunsAfterIt) {
 TEST_F(RadarStreamTest, NullSliceFaultReplacesEveryNthSlice) {
     SetInt(RadarConfig::kFaultNullSliceEvery, 3);
     ASSERT_EQ(m_sensor.init(), 0);
-    ASSERT_EQ(m_sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(12));
-    ASSERT_EQ(m_sensor.stop(), 0);
-
-    std::vector<radartest::DeliveredSlice> slices = SliceCollector::Get().Slices();
+    std::vector<radartest::DeliveredSlice> slices = Collect(m_sensor, 12);
     for (size_t i = 0; i < slices.size(); ++i) {
-        if ((i + 1) % 3 == 0) {
-            EXPECT_TRUE(slices[i].null) << "slice " << i;
-        } else {
-            EXPECT_FALSE(slices[i].null) << "slice " << i;
-            EXPECT_EQ(slices[i].bytes, FileSlice(static_cast<int64_t>(i))) << "slice " << i;
-        }
+        const bool null = (i + 1) % 3 == 0;
+        EXPECT_EQ(slices[i].null, null) << "slice " << i;
+        EXPECT_EQ(slices[i].bytes, null ? std::vector<uint8_t>() : FileSlice(i)) << "slice " << i;
     }
 }
 
 TEST_F(RadarStreamTest, DropSliceFaultLeavesEveryNthSliceOut) {
     SetInt(RadarConfig::kFaultDropSliceEvery, 2);
     ASSERT_EQ(m_sensor.init(), 0);
-    ASSERT_EQ(m_sensor.start(), 0);
-    ASSERT_TRUE(SliceCollector::Get().WaitFor(4));
-    ASSERT_EQ(m_sensor.stop(), 0);
-
     // Every second slice is missing: only the first halves arrive.
-    std::vector<radartest::DeliveredSlice> slices = SliceCollector::Get().Slices();
+    std::vector<radartest::DeliveredSlice> slices = Collect(m_sensor, 4);
     for (size_t i = 0; i < slices.size(); ++i) {
         ASSERT_FALSE(slices[i].null);
         EXPECT_EQ(slices[i].bytes, FileSlice(static_cast<int64_t>(2 * i))) << "slice " << i;

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include <IMotionSensor.h>
 #include "PlatformStore.h"
 #include "RadarConfig.h"
 #include "RadarFrameFormat.h"
@@ -191,6 +192,27 @@ protected:
         }
         EXPECT_TRUE(writer.Close(&error)) << error;
         return path;
+    }
+
+    // Registers the collector as the slice callback and initialises.
+    static void Prepare(IMotionSensor& sensor) {
+        ASSERT_EQ(sensor.motion_register_callback(SliceCollector::Callback), 0);
+        ASSERT_EQ(sensor.init(), 0);
+    }
+
+    // Streams into a fresh collector until n slices came, stops, and returns
+    // what was delivered. When fewer came the test fails, and the list is
+    // padded with empty slices so that callers may still look at n of them.
+    static std::vector<DeliveredSlice> Collect(IMotionSensor& sensor, size_t n) {
+        SliceCollector::Get().Reset();
+        EXPECT_EQ(sensor.start(), 0);
+        EXPECT_TRUE(SliceCollector::Get().WaitFor(n)) << "fewer than " << n << " slices";
+        EXPECT_EQ(sensor.stop(), 0);
+        std::vector<DeliveredSlice> slices = SliceCollector::Get().Slices();
+        if (slices.size() < n) {
+            slices.resize(n);
+        }
+        return slices;
     }
 
     static std::vector<uint8_t> ReadFile(const std::string& path) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <string>
 #include <vector>
 
 #include "ActivitySegment.h"
@@ -86,6 +87,14 @@ protected:
     int m_pipelineTag = 0;
 };
 
+// Runs body with standard error (the host log) captured; returns the log.
+template <typename Body>
+std::string StderrOf(Body&& body) {
+    testing::internal::CaptureStderr();
+    body();
+    return testing::internal::GetCapturedStderr();
+}
+
 // Both halves of a frame: first half from slice a, second from slice b.
 void ExpectFrameOf(const std::vector<uint16_t>& frame, uint16_t a, uint16_t b) {
     ASSERT_EQ(frame.size(), RadarFetch::kFrameSamples);
@@ -132,54 +141,33 @@ TEST(RadarFetchTestWord, TwelveBitSequenceFromSeedOne) {
     }
 }
 
-TEST_F(RadarFetchTest, SlicesPairByArrivalOrder) {
+TEST_F(RadarFetchTest, SlicesPairByArrivalOrderAcrossStartsNullsAndNoPipeline) {
+    std::vector<std::vector<uint8_t>> slices;
+    for (uint16_t value = 100; value <= 800; value += 100) {
+        slices.push_back(Slice(value));
+    }
+    // Without a pipeline frames are dropped, but the pairing goes on.
+    Deliver(slices[0]);
+    Deliver(slices[1]);
     RadarFetch::SetActivitySegmentObj(Pipeline());
-    auto a = Slice(100), b = Slice(200), c = Slice(300), d = Slice(400);
-    Deliver(a);
+    Deliver(slices[2]);
     EXPECT_TRUE(g_frames.empty());
-    Deliver(b);
-    Deliver(c);
-    Deliver(d);
-    ASSERT_EQ(g_frames.size(), 2u);
-    ExpectFrameOf(g_frames[0], 100, 200);
-    ExpectFrameOf(g_frames[1], 300, 400);
-}
-
-TEST_F(RadarFetchTest, StartBetweenHalvesMakesTheNextSliceAFirstHalf) {
-    RadarFetch::SetActivitySegmentObj(Pipeline());
-    auto a = Slice(100), b = Slice(200), c = Slice(300);
-    Deliver(a);
+    Deliver(slices[3]);
+    // A start between halves makes the next slice a first half.
+    Deliver(slices[4]);
     RadarFetch::Start();
-    Deliver(b);
-    Deliver(c);
-    ASSERT_EQ(g_frames.size(), 1u);
-    ExpectFrameOf(g_frames[0], 200, 300);
-}
-
-TEST_F(RadarFetchTest, NullSliceIsLoggedAndSkipped) {
-    RadarFetch::SetActivitySegmentObj(Pipeline());
-    auto a = Slice(100), b = Slice(200);
-    Deliver(a);
-    testing::internal::CaptureStderr();
-    RadarFetch::FetchRadarSliceCB(nullptr);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_NE(log.find("slice data is null"), std::string::npos);
-    EXPECT_TRUE(g_frames.empty());
-    Deliver(b);
-    ASSERT_EQ(g_frames.size(), 1u);
-    ExpectFrameOf(g_frames[0], 100, 200);
-}
-
-TEST_F(RadarFetchTest, WithoutAPipelineFramesAreDroppedButPairingGoesOn) {
-    auto a = Slice(100), b = Slice(200), c = Slice(300), d = Slice(400);
-    Deliver(a);
-    Deliver(b);
-    EXPECT_TRUE(g_frames.empty());
-    RadarFetch::SetActivitySegmentObj(Pipeline());
-    Deliver(c);
-    Deliver(d);
-    ASSERT_EQ(g_frames.size(), 1u);
+    Deliver(slices[5]);
+    Deliver(slices[6]);
+    // A null slice is logged and skipped.
+    Deliver(slices[7]);
+    std::string log = StderrOf([] { RadarFetch::FetchRadarSliceCB(nullptr); });
+    EXPECT_NE(log.find("slice data is null"), std::string::npos) << log;
+    EXPECT_EQ(g_frames.size(), 2u);
+    Deliver(slices[0]);
+    ASSERT_EQ(g_frames.size(), 3u);
     ExpectFrameOf(g_frames[0], 300, 400);
+    ExpectFrameOf(g_frames[1], 600, 700);
+    ExpectFrameOf(g_frames[2], 800, 100);
 }
 
 TEST_F(RadarFetchTest, PresenceReportIsDecoded) {
@@ -208,9 +196,10 @@ TEST_F(RadarFetchTest, FailedPresenceReadLeavesTheOutputsAlone) {
     m_sensor.presenceStatus = -5;
     int presence = 7, level = 7;
     double distance = 7.5;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(RadarFetch::FetchPresenceData(&presence, &distance, &level), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(StderrOf([&] {
+                  EXPECT_EQ(RadarFetch::FetchPresenceData(&presence, &distance, &level), 0);
+              }),
+              "");
     EXPECT_EQ(presence, 7);
     EXPECT_DOUBLE_EQ(distance, 7.5);
     EXPECT_EQ(level, 7);
@@ -218,13 +207,13 @@ TEST_F(RadarFetchTest, FailedPresenceReadLeavesTheOutputsAlone) {
 
 TEST_F(RadarFetchTest, SensitivityOutsideOneToThreeOrAFailedCallIsMinusOne) {
     EXPECT_EQ(RadarFetch::GetSensitivity(), 2);
-    testing::internal::CaptureStderr();
-    m_sensor.sensitivity = 4;
-    EXPECT_EQ(RadarFetch::GetSensitivity(), -1);
-    m_sensor.sensitivity = 3;
-    m_sensor.sensitivityStatus = -1;
-    EXPECT_EQ(RadarFetch::GetSensitivity(), -1);
-    std::string log = testing::internal::GetCapturedStderr();
+    std::string log = StderrOf([&] {
+        m_sensor.sensitivity = 4;
+        EXPECT_EQ(RadarFetch::GetSensitivity(), -1);
+        m_sensor.sensitivity = 3;
+        m_sensor.sensitivityStatus = -1;
+        EXPECT_EQ(RadarFetch::GetSensitivity(), -1);
+    });
     size_t first = log.find("GetSensitivity failed");
     ASSERT_NE(first, std::string::npos);
     size_t second = log.find("GetSensitivity failed", first + 1);
@@ -235,13 +224,13 @@ TEST_F(RadarFetchTest, SensitivityOutsideOneToThreeOrAFailedCallIsMinusOne) {
 TEST_F(RadarFetchTest, LibraryFailuresAreLoggedOnce) {
     m_sensor.initStatus = m_sensor.startStatus = m_sensor.stopStatus = -1;
     m_sensor.registerStatus = m_sensor.firmwareStatus = -1;
-    testing::internal::CaptureStderr();
-    RadarFetch::Init();
-    RadarFetch::Start();
-    RadarFetch::Stop();
-    RadarFetch::RegistCallback();
-    RadarFetch::GetFirmwareVersion();
-    std::string log = testing::internal::GetCapturedStderr();
+    std::string log = StderrOf([] {
+        RadarFetch::Init();
+        RadarFetch::Start();
+        RadarFetch::Stop();
+        RadarFetch::RegistCallback();
+        RadarFetch::GetFirmwareVersion();
+    });
     for (const char* line :
          {"MotionSensor Init failed", "MotionSensor Start failed", "MotionSensor Stop failed",
           "MotionSensor motion_register_callback failed", "GetFirmwareVersion failed"}) {
@@ -251,13 +240,13 @@ TEST_F(RadarFetchTest, LibraryFailuresAreLoggedOnce) {
 }
 
 TEST_F(RadarFetchTest, SpiCheckAndFirmwareVersionAreReportedAsTheModuleSaysThem) {
-    testing::internal::CaptureStderr();
-    m_sensor.spiResult = 0;
-    EXPECT_EQ(RadarFetch::SpiValidationCheck(), 0);
-    m_sensor.spiResult = 7;
-    EXPECT_EQ(RadarFetch::SpiValidationCheck(), 7);
-    EXPECT_FLOAT_EQ(RadarFetch::GetFirmwareVersion(), 1.5f);
-    std::string log = testing::internal::GetCapturedStderr();
+    std::string log = StderrOf([&] {
+        m_sensor.spiResult = 0;
+        EXPECT_EQ(RadarFetch::SpiValidationCheck(), 0);
+        m_sensor.spiResult = 7;
+        EXPECT_EQ(RadarFetch::SpiValidationCheck(), 7);
+        EXPECT_FLOAT_EQ(RadarFetch::GetFirmwareVersion(), 1.5f);
+    });
     EXPECT_NE(log.find("SPI Validation Check : 0"), std::string::npos);
     EXPECT_NE(log.find("SPI Validation Check : 7"), std::string::npos);
     EXPECT_NE(log.find("sensor f/w version: 1.500000"), std::string::npos);
@@ -268,9 +257,8 @@ TEST(RadarFetchSpiPattern, ARampSliceIsAcceptedAndTheFirstWrongByteAborts) {
     for (size_t i = 0; i < slice.size(); ++i) {
         slice[i] = static_cast<uint8_t>((i % 3072) & 0xFF);
     }
-    testing::internal::CaptureStderr();
-    RadarFetch::TestSpiPattern(slice.data());
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("SPI slice ok"), std::string::npos);
+    EXPECT_NE(StderrOf([&] { RadarFetch::TestSpiPattern(slice.data()); }).find("SPI slice ok"),
+              std::string::npos);
 
     slice[2 * 3072 + 300] = 7;  // index 300 of the third block should hold 44
     GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -1,10 +1,16 @@
 #include "SimTestSupport.h"
 
+#include <gtest/gtest.h>
 #include <kissfft/kiss_fft.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <fstream>
+#include <sstream>
 
 #include "RadarFrameFormat.h"
+#include "SceneLibrary.h"
 
 namespace simtest {
 
@@ -110,6 +116,52 @@ radar::ScenePerson PointPerson(int id, std::vector<radar::ScenePoint> path, doub
     person.swayM = 0.0;
     person.breathingDepthM = 0.0;
     return person;
+}
+
+radar::Scene ShippedScene(const std::string& name) {
+    radar::Scene scene;
+    std::string path, error;
+    EXPECT_TRUE(radar::ResolveScenePath(name, &path, &error)) << error;
+    EXPECT_TRUE(radar::LoadScene(path, &scene, &error)) << error;
+    return scene;
+}
+
+std::vector<uint16_t> Synthesize(radar::SceneSynthesizer& synthesizer, int64_t frame) {
+    std::vector<uint16_t> samples(radar::kFrameSamples);
+    synthesizer.SynthesizeFrame(frame, samples.data());
+    return samples;
+}
+
+TempDir::TempDir() {
+    char pattern[] = "/tmp/sim-test-XXXXXX";
+    m_path = mkdtemp(pattern) != nullptr ? pattern : "";
+    EXPECT_FALSE(m_path.empty()) << "cannot make a scratch directory";
+}
+
+TempDir::~TempDir() {
+    if (!m_path.empty() && system(("rm -rf '" + m_path + "'").c_str()) != 0) {
+        ADD_FAILURE() << "cannot remove " << m_path;
+    }
+}
+
+std::string TempDir::Write(const std::string& name, const std::string& text) const {
+    WriteText(File(name), text);
+    return File(name);
+}
+
+std::string ReadText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void WriteText(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+bool Exists(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
 }
 
 }  // namespace simtest

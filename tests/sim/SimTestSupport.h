@@ -1,5 +1,6 @@
 // Helpers of the simulator's tests: spectra of synthesised frames (the same
-// processing a radar receiver would do) and scenes built in code.
+// processing a radar receiver would do), scenes built in code or shipped, and
+// scratch files.
 #ifndef TESSIVO_TESTS_SIM_SIMTESTSUPPORT_H
 #define TESSIVO_TESTS_SIM_SIMTESTSUPPORT_H
 
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "Scene.h"
+#include "SceneSynthesizer.h"
 
 namespace simtest {
 
@@ -43,6 +45,30 @@ radar::Scene QuietScene();
 // One person reduced to a bare point target: one scatterer, no sway, no
 // breathing.
 radar::ScenePerson PointPerson(int id, std::vector<radar::ScenePoint> path, double speed);
+
+// A shipped scene by name; fails the test when it does not load.
+radar::Scene ShippedScene(const std::string& name);
+
+// One synthesised frame.
+std::vector<uint16_t> Synthesize(radar::SceneSynthesizer& synthesizer, int64_t frame);
+
+// A scratch directory, removed with everything in it at the end.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    const std::string& Path() const { return m_path; }
+    std::string File(const std::string& name) const { return m_path + "/" + name; }
+    // Writes text to the named file of the directory and returns its path.
+    std::string Write(const std::string& name, const std::string& text) const;
+
+private:
+    std::string m_path;
+};
+
+std::string ReadText(const std::string& path);
+void WriteText(const std::string& path, const std::string& text);
+bool Exists(const std::string& path);
 
 }  // namespace simtest
 

@@ -20,11 +20,9 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-std::vector<uint16_t> Synthesize(const Scene& scene, int64_t frame, uint64_t seed = 1) {
-    SceneSynthesizer synthesizer(scene, seed);
-    std::vector<uint16_t> samples(kFrameSamples);
-    synthesizer.SynthesizeFrame(frame, samples.data());
-    return samples;
+std::vector<uint16_t> Synthesize(const Scene& scene, int64_t frame) {
+    SceneSynthesizer synthesizer(scene, 1);
+    return simtest::Synthesize(synthesizer, frame);
 }
 
 Scene OneReflector(double x, double y, double rcs = 1.0) {
@@ -89,10 +87,8 @@ TEST(SynthesisPhysics, MovingTargetLandsInItsSpeedBin) {
         Scene scene = QuietScene();
         scene.people.push_back(PointPerson(1, {{0.0, c.fromY}, {0.0, c.toY}}, c.speed));
         SceneSynthesizer synthesizer(scene, 7);
-        std::vector<uint16_t> frame(kFrameSamples);
         const int64_t index = 10;
-        synthesizer.SynthesizeFrame(index, frame.data());
-
+        const std::vector<uint16_t> frame = simtest::Synthesize(synthesizer, index);
         const std::vector<TruthTarget> truth = synthesizer.TruthAt(FrameTimeS(index));
         ASSERT_EQ(truth.size(), 1u);
         EXPECT_NEAR(truth[0].velocity, velocity, 1e-9);
@@ -124,11 +120,10 @@ namespace {
 // The unwrapped phase of the chest's range bin, frame after frame.
 std::vector<double> ChestPhase(const Scene& scene, int frames, int* rangeBin) {
     SceneSynthesizer synthesizer(scene, 11);
-    std::vector<uint16_t> frame(kFrameSamples);
     std::vector<double> phase;
     for (int f = 0; f < frames; ++f) {
-        synthesizer.SynthesizeFrame(f, frame.data());
-        const std::vector<Complex> spectrum = RangeSpectrum(frame.data(), 0, 0);
+        const std::vector<Complex> spectrum =
+            RangeSpectrum(simtest::Synthesize(synthesizer, f).data(), 0, 0);
         if (f == 0) {
             *rangeBin = PeakBin(spectrum, 1, kSamplesPerChirp / 2 - 1);
         }
@@ -136,6 +131,11 @@ std::vector<double> ChestPhase(const Scene& scene, int frames, int* rangeBin) {
         phase.push_back(phase.empty() ? p : phase.back() + Wrap(p - phase.back()));
     }
     return phase;
+}
+
+double Swing(const std::vector<double>& phase) {
+    return *std::max_element(phase.begin(), phase.end()) -
+           *std::min_element(phase.begin(), phase.end());
 }
 
 Scene Breather(double depth, double rate, int scatterers, double sway) {
@@ -162,10 +162,8 @@ TEST(SynthesisPhysics, BreathingSwingsThePhaseByFourPiDepthOverLambda) {
         // 12 s: three whole breaths.
         const std::vector<double> phase = ChestPhase(Breather(depth, rate, 1, 0.0), 120, &rangeBin);
         EXPECT_NEAR(rangeBin, std::hypot(0.3, 2.0) / kRangeBinM, 0.6);
-        const double swing = *std::max_element(phase.begin(), phase.end()) -
-                             *std::min_element(phase.begin(), phase.end());
         const double expected = 4.0 * kPi * depth / kWavelengthM;
-        EXPECT_NEAR(swing, expected, 0.03 * expected);
+        EXPECT_NEAR(Swing(phase), expected, 0.03 * expected);
 
         // The swing repeats at the breathing rate: the phase's spectrum peaks
         // at 0.25 Hz (bin 3 of 120 frames at 10 Hz).
@@ -184,11 +182,10 @@ TEST(SynthesisPhysics, BreathingSwingsThePhaseByFourPiDepthOverLambda) {
 
 TEST(SynthesisPhysics, BreathingShowsFromFrameToFrameNotWithinAFrame) {
     SceneSynthesizer synthesizer(Breather(0.005, 0.4, 1, 0.0), 3);
-    std::vector<uint16_t> frame(kFrameSamples);
     double previous = 0.0;
     double largestStep = 0.0;
     for (int f = 0; f < 30; ++f) {
-        synthesizer.SynthesizeFrame(f, frame.data());
+        const std::vector<uint16_t> frame = simtest::Synthesize(synthesizer, f);
         const int bin = PeakBin(RangeSpectrum(frame.data(), 0, 0), 1, kSamplesPerChirp / 2 - 1);
         const double first = std::arg(RangeSpectrum(frame.data(), 0, 0)[bin]);
         const double last = std::arg(RangeSpectrum(frame.data(), 0, 63)[bin]);
@@ -209,11 +206,9 @@ TEST(SynthesisPhysics, SeatedPersonWithBodyAndSwayStillShowsBreathing) {
     int rangeBin = 0;
     const double depth = 0.004;
     const std::vector<double> phase = ChestPhase(Breather(depth, 0.25, 0, -1.0), 120, &rangeBin);
-    const double swing = *std::max_element(phase.begin(), phase.end()) -
-                         *std::min_element(phase.begin(), phase.end());
     const double expected = 4.0 * kPi * depth / kWavelengthM;
-    EXPECT_GT(swing, 0.5 * expected);
-    EXPECT_LT(swing, 1.5 * expected);
+    EXPECT_GT(Swing(phase), 0.5 * expected);
+    EXPECT_LT(Swing(phase), 1.5 * expected);
 }
 
 TEST(SynthesisPhysics, AmplitudeFallsAsRangeSquaredAndGrowsWithCrossSection) {

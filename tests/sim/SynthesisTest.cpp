@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "RadarFrameFormat.h"
@@ -14,71 +15,51 @@
 using namespace radar;
 using namespace simtest;
 
-namespace {
-
-Scene Shipped(const char* name) {
-    Scene scene;
-    std::string path, error;
-    EXPECT_TRUE(ResolveScenePath(name, &path, &error)) << error;
-    EXPECT_TRUE(LoadScene(path, &scene, &error)) << error;
-    return scene;
-}
-
-std::vector<uint16_t> Frame(SceneSynthesizer* synthesizer, int64_t frame) {
-    std::vector<uint16_t> samples(kFrameSamples);
-    synthesizer->SynthesizeFrame(frame, samples.data());
-    return samples;
-}
-
-}  // namespace
-
 TEST(SynthesisDeterminism, SameSeedSameBytesInAnyOrder) {
-    const Scene scene = Shipped("three-people");
+    const Scene scene = ShippedScene("three-people");
     SceneSynthesizer forward(scene, 42);
     SceneSynthesizer backward(scene, 42);
     std::vector<std::vector<uint16_t>> frames;
     for (int64_t f = 0; f < 12; ++f) {
-        frames.push_back(Frame(&forward, f * 7));
+        frames.push_back(Synthesize(forward, f * 7));
     }
     for (int64_t f = 11; f >= 0; --f) {
-        EXPECT_EQ(Frame(&backward, f * 7), frames[f]) << "frame " << f * 7;
+        EXPECT_EQ(Synthesize(backward, f * 7), frames[f]) << "frame " << f * 7;
     }
     // Asking again for a frame already made gives it again.
-    EXPECT_EQ(Frame(&forward, 0), frames[0]);
+    EXPECT_EQ(Synthesize(forward, 0), frames[0]);
 }
 
 TEST(SynthesisDeterminism, DifferentSeedOrFrameDiffers) {
-    const Scene scene = Shipped("one-walker");
+    const Scene scene = ShippedScene("one-walker");
     SceneSynthesizer a(scene, 1);
     SceneSynthesizer b(scene, 2);
-    EXPECT_NE(Frame(&a, 5), Frame(&b, 5));
-    EXPECT_NE(Frame(&a, 5), Frame(&a, 6));
+    EXPECT_NE(Synthesize(a, 5), Synthesize(b, 5));
+    EXPECT_NE(Synthesize(a, 5), Synthesize(a, 6));
     // Without noise the seed still sets the scatterers' phases and motions.
     Scene quiet = scene;
     quiet.noiseRms = 0.0;
     SceneSynthesizer c(quiet, 1);
     SceneSynthesizer d(quiet, 2);
-    EXPECT_NE(Frame(&c, 5), Frame(&d, 5));
+    EXPECT_NE(Synthesize(c, 5), Synthesize(d, 5));
     // A still room without noise is the same in every frame.
-    Scene still = Shipped("empty-room");
+    Scene still = ShippedScene("empty-room");
     still.noiseRms = 0.0;
     SceneSynthesizer e(still, 9);
-    EXPECT_EQ(Frame(&e, 0), Frame(&e, 100));
+    EXPECT_EQ(Synthesize(e, 0), Synthesize(e, 100));
 }
 
 TEST(SynthesisReceiver, EmptySilentRoomSitsAtMidScalePlusOffset) {
-    Scene scene = QuietScene();
-    SceneSynthesizer zero(scene, 1);
-    std::vector<uint16_t> frame = Frame(&zero, 0);
-    EXPECT_TRUE(std::all_of(frame.begin(), frame.end(), [](uint16_t s) { return s == 2048; }));
-    scene.adcOffset = 10.4;  // rounds to the nearest count
-    SceneSynthesizer up(scene, 1);
-    frame = Frame(&up, 0);
-    EXPECT_TRUE(std::all_of(frame.begin(), frame.end(), [](uint16_t s) { return s == 2058; }));
-    scene.adcOffset = -3.6;
-    SceneSynthesizer down(scene, 1);
-    frame = Frame(&down, 0);
-    EXPECT_TRUE(std::all_of(frame.begin(), frame.end(), [](uint16_t s) { return s == 2044; }));
+    // The offset rounds to the nearest count.
+    for (const auto& offset :
+         {std::make_pair(0.0, 2048), std::make_pair(10.4, 2058), std::make_pair(-3.6, 2044)}) {
+        Scene scene = QuietScene();
+        scene.adcOffset = offset.first;
+        SceneSynthesizer synthesizer(scene, 1);
+        const std::vector<uint16_t> frame = Synthesize(synthesizer, 0);
+        EXPECT_EQ(std::count(frame.begin(), frame.end(), offset.second), kFrameSamples)
+            << offset.first;
+    }
 }
 
 TEST(SynthesisReceiver, NoiseHasTheRequestedLevelAndNoBias) {
@@ -89,7 +70,7 @@ TEST(SynthesisReceiver, NoiseHasTheRequestedLevelAndNoBias) {
     double sum = 0.0, squares = 0.0;
     const int frames = 4;
     for (int f = 0; f < frames; ++f) {
-        for (uint16_t s : Frame(&synthesizer, f)) {
+        for (uint16_t s : Synthesize(synthesizer, f)) {
             const double v = s - 2053.0;
             sum += v;
             squares += v * v;
@@ -102,7 +83,7 @@ TEST(SynthesisReceiver, NoiseHasTheRequestedLevelAndNoBias) {
     EXPECT_NEAR(mean, 0.0, 0.1);
     EXPECT_NEAR(rms, std::sqrt(36.0 + 1.0 / 12.0), 0.1);
     // The two receivers' noise is independent.
-    const std::vector<uint16_t> frame = Frame(&synthesizer, 0);
+    const std::vector<uint16_t> frame = Synthesize(synthesizer, 0);
     double cross = 0.0;
     for (int i = 0; i < kFrameSamples; i += 2) {
         cross += (frame[i] - 2053.0) * (frame[i + 1] - 2053.0);
@@ -117,7 +98,7 @@ TEST(SynthesisReceiver, StrongEchoesClipAtTheEndsOfTheConverter) {
     mirror.rcsM2 = 100.0;  // 400 * 10 / 0.36 = 11000 counts: far beyond the range
     scene.clutter.push_back(mirror);
     SceneSynthesizer synthesizer(scene, 1);
-    const std::vector<uint16_t> frame = Frame(&synthesizer, 0);
+    const std::vector<uint16_t> frame = Synthesize(synthesizer, 0);
     const int low = static_cast<int>(std::count(frame.begin(), frame.end(), 0));
     const int high = static_cast<int>(std::count(frame.begin(), frame.end(), 4095));
     EXPECT_GT(low, kFrameSamples / 4);
@@ -129,7 +110,7 @@ TEST(SynthesisReceiver, StrongEchoesClipAtTheEndsOfTheConverter) {
     floor.adcOffset = -2048.0;
     floor.noiseRms = 10.0;
     SceneSynthesizer bottom(floor, 1);
-    const std::vector<uint16_t> low2 = Frame(&bottom, 0);
+    const std::vector<uint16_t> low2 = Synthesize(bottom, 0);
     const int zeros = static_cast<int>(std::count(low2.begin(), low2.end(), 0));
     EXPECT_GT(zeros, kFrameSamples * 4 / 10);
     EXPECT_LT(zeros, kFrameSamples * 6 / 10);
@@ -139,11 +120,11 @@ TEST(SynthesisReceiver, ShippedScenesStayWithinTheConverter) {
     // People at 1-5 m and the furniture come out clearly but never clipped.
     for (const std::string& name : ShippedSceneNames()) {
         SCOPED_TRACE(name);
-        const Scene scene = Shipped(name.c_str());
+        const Scene scene = ShippedScene(name);
         SceneSynthesizer synthesizer(scene, scene.seed);
         int largest = 0;
         for (int64_t f = 0; f < 300; f += 5) {
-            for (uint16_t s : Frame(&synthesizer, f)) {
+            for (uint16_t s : Synthesize(synthesizer, f)) {
                 largest = std::max(largest, std::abs(static_cast<int>(s) - 2048));
             }
         }

@@ -261,12 +261,3 @@ TEST(KaeTestConsoleFormat, MethodAnswers) {
     EXPECT_FALSE(enable["result"].asBool());
     EXPECT_EQ(enable["output"].asString(), "broken");
 }
-
-TEST(KaeTestConsoleFormat, ResultCodesAreNamed) {
-    EXPECT_EQ(ConsoleFormat::ResultText(0), "0 (done)");
-    EXPECT_EQ(ConsoleFormat::ResultText(-1), "-1 (unknown subject)");
-    EXPECT_EQ(ConsoleFormat::ResultText(-3), "-3 (refused or duplicate)");
-    EXPECT_EQ(ConsoleFormat::ResultText(-4), "-4 (no presence data)");
-    EXPECT_EQ(ConsoleFormat::ResultText(-5), "-5 (unknown subscription)");
-    EXPECT_EQ(ConsoleFormat::ResultText(-2), "-2");
-}

@@ -15,6 +15,13 @@ std::string StderrOf(Body&& body) {
     return testing::internal::GetCapturedStderr();
 }
 
+testing::AssertionResult Has(const std::string& text, const char* part) {
+    if (text.find(part) != std::string::npos) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "\"" << part << "\" not in: " << text;
+}
+
 ContextData Parsed(const char* text) {
     ContextData data;
     EXPECT_TRUE(data.MakeData(text)) << text;
@@ -28,23 +35,13 @@ TEST(ContextDataText, FreshObjectIsNullAndOutputIsCompact) {
     EXPECT_STREQ(data.MakeStr(), "null");
     EXPECT_TRUE(data.Empty());
     EXPECT_TRUE(data.SetValue("a", 1));
-    EXPECT_STREQ(data.MakeStr(), "{\"a\":1}");
-
     ContextData inner;
     inner.SetValue("name", "x y");
     data.SetValue("list", inner);
     data.SetValueInArray("tags", "t");
     EXPECT_STREQ(data.MakeStr(), "{\"a\":1,\"list\":[{\"name\":\"x y\"}],\"tags\":[\"t\"]}");
-}
-
-TEST(ContextDataText, MakeStrTextStaysUntilTheNextCall) {
-    ContextData data;
-    data.SetValue("k", 2);
-    const char* first = data.MakeStr();
-    std::string kept(first);
-    EXPECT_EQ(kept, "{\"k\":2}");
-    data.SetValue("k", 3);
-    EXPECT_STREQ(data.MakeStr(), "{\"k\":3}");
+    data.SetValue("a", 3);  // the text is written anew on every call
+    EXPECT_STREQ(data.MakeStr(), "{\"a\":3,\"list\":[{\"name\":\"x y\"}],\"tags\":[\"t\"]}");
 }
 
 TEST(ContextDataSet, EachSetterStoresItsTypeAndReplaces) {
@@ -55,20 +52,17 @@ TEST(ContextDataSet, EachSetterStoresItsTypeAndReplaces) {
     EXPECT_TRUE(data.SetValue("s", std::string("text")));
     EXPECT_TRUE(data.SetValue("c", "chars"));
     EXPECT_TRUE(data.SetValue("nullText", static_cast<const char*>(nullptr)));
-    EXPECT_TRUE(data.SetValue("emptyText", ""));
-
-    Json::Value* root = data.GetValue();
-    EXPECT_TRUE((*root)["d"].isDouble());
-    EXPECT_EQ((*root)["i"].type(), Json::intValue);
-    EXPECT_EQ((*root)["u"].type(), Json::uintValue);
+    Json::Value& root = *data.GetValue();
+    EXPECT_TRUE(root["d"].isDouble());
+    EXPECT_EQ(root["i"].type(), Json::intValue);
+    EXPECT_EQ(root["u"].type(), Json::uintValue);
+    EXPECT_TRUE(root["nullText"].isString());
     EXPECT_DOUBLE_EQ(data.GetValueDouble("d"), 1.5);
     EXPECT_EQ(data.GetValueInt("i"), -7);
     EXPECT_EQ(data.GetValueUInt("u"), 3000000000u);
     EXPECT_EQ(data.GetValueStr("s"), "text");
     EXPECT_EQ(data.GetValueStr("c"), "chars");
-    EXPECT_TRUE((*root)["nullText"].isString());
     EXPECT_EQ(data.GetValueStr("nullText"), "");
-    EXPECT_EQ(data.GetValueStr("emptyText"), "");
 
     EXPECT_TRUE(data.SetValue("i", "now a string"));
     EXPECT_EQ(data.GetValueInt("i"), 0);
@@ -85,33 +79,16 @@ TEST(ContextDataSet, SixtyFourBitSetterKeepsOnlyTheLow32Bits) {
     EXPECT_STREQ(data.MakeStr(),
                  "{\"big\":0,\"bigPlusOne\":1,\"longSmall\":42,\"max32\":4294967295,"
                  "\"minusOne\":4294967295}");
-    EXPECT_EQ(data.GetValue()->operator[]("big").type(), Json::uintValue);
-    EXPECT_EQ(data.GetValueUInt64("big"), 0u);
-    EXPECT_EQ(data.GetValueUInt64("bigPlusOne"), 1u);
-    EXPECT_EQ(data.GetValueUInt64("max32"), 4294967295ULL);
+    EXPECT_EQ((*data.GetValue())["big"].type(), Json::uintValue);
     EXPECT_EQ(data.GetValueUInt64("minusOne"), 4294967295ULL);
     EXPECT_EQ(data.GetValueUInt("minusOne"), 4294967295u);
     EXPECT_EQ(data.GetValueInt("minusOne"), 0);  // not an int any more
 }
 
-TEST(ContextDataGet, UInt64AcceptsLosslessNonNegativeNumbersOnly) {
-    ContextData data = Parsed(
-        "{\"max\":18446744073709551615,\"int\":12,\"neg\":-1,\"whole\":2.0,\"frac\":2.5,"
-        "\"str\":\"5\",\"bool\":true,\"huge\":1e30}");
-    EXPECT_EQ(data.GetValueUInt64("max"), 18446744073709551615ULL);
-    EXPECT_EQ(data.GetValueUInt64("int"), 12u);
-    EXPECT_EQ(data.GetValueUInt64("whole"), 2u);
-    EXPECT_EQ(data.GetValueUInt64("neg"), 0u);
-    EXPECT_EQ(data.GetValueUInt64("frac"), 0u);
-    EXPECT_EQ(data.GetValueUInt64("str"), 0u);
-    EXPECT_EQ(data.GetValueUInt64("bool"), 0u);
-    EXPECT_EQ(data.GetValueUInt64("huge"), 0u);
-}
-
-TEST(ContextDataGet, TypeMismatchGivesTheFallback) {
+TEST(ContextDataGet, EachGetterTakesWhatConvertsAndOtherwiseGivesTheFallback) {
     ContextData data = Parsed(
         "{\"b\":true,\"i\":5,\"n\":-5,\"big\":3000000000,\"r\":0.25,\"s\":\"x\",\"o\":{},"
-        "\"a\":[1]}");
+        "\"a\":[1],\"max\":18446744073709551615,\"whole\":2.0,\"huge\":1e30}");
     EXPECT_TRUE(data.GetValueBool("b"));
     EXPECT_FALSE(data.GetValueBool("i"));
     EXPECT_FALSE(data.GetValueBool("s"));
@@ -126,6 +103,13 @@ TEST(ContextDataGet, TypeMismatchGivesTheFallback) {
     EXPECT_DOUBLE_EQ(data.GetValueDouble("s"), 0.0);
     EXPECT_EQ(data.GetValueStr("i"), "");
     EXPECT_EQ(data.GetValueStr("a"), "");
+    // 64 bits: any lossless non-negative number, nothing else.
+    EXPECT_EQ(data.GetValueUInt64("max"), 18446744073709551615ULL);
+    EXPECT_EQ(data.GetValueUInt64("i"), 5u);
+    EXPECT_EQ(data.GetValueUInt64("whole"), 2u);
+    for (const char* key : {"n", "r", "s", "b", "huge"}) {
+        EXPECT_EQ(data.GetValueUInt64(key), 0u) << key;
+    }
 }
 
 TEST(ContextDataGet, MissingKeyIsInsertedUnlessIsValidRemovesIt) {
@@ -152,14 +136,14 @@ TEST(ContextDataGet, MissingKeyIsInsertedUnlessIsValidRemovesIt) {
 
 TEST(ContextDataGet, GetValueStr2SaysNullForMissingEmptyOrNonString) {
     ContextData data = Parsed("{\"empty\":\"\",\"num\":3,\"name\":\"tv\"}");
-    EXPECT_EQ(data.GetValueStr2("missing"), "NULL");
-    EXPECT_EQ(data.GetValueStr2("empty"), "NULL");
-    EXPECT_EQ(data.GetValueStr2("num"), "NULL");
+    for (const char* key : {"missing", "empty", "num"}) {
+        EXPECT_EQ(data.GetValueStr2(key), "NULL") << key;
+    }
     EXPECT_EQ(data.GetValueStr2("name"), "tv");
     EXPECT_EQ(data.GetValueStr("empty"), "");
 }
 
-TEST(ContextDataArray, SetValueWithDocumentAppendsAndNoArryAssigns) {
+TEST(ContextDataArray, SetValueWithDocumentAppendsCopiesAndNoArryAssigns) {
     ContextData item;
     item.SetValue("id", 1);
     ContextData data;
@@ -168,27 +152,27 @@ TEST(ContextDataArray, SetValueWithDocumentAppendsAndNoArryAssigns) {
     EXPECT_TRUE(data.SetValue("items", item));
     EXPECT_TRUE(data.SetValueNoArry("single", item));
     EXPECT_TRUE(data.SetValueNoArry("single", item));
-    EXPECT_STREQ(data.MakeStr(), "{\"items\":[{\"id\":1},{\"id\":2}],\"single\":{\"id\":2}}");
-    EXPECT_EQ(data.GetSize("items"), 2);
-
-    // Copies, not references: changing the source later changes nothing.
-    item.SetValue("id", 9);
+    item.SetValue("id", 9);  // copies, not references
     EXPECT_STREQ(data.MakeStr(), "{\"items\":[{\"id\":1},{\"id\":2}],\"single\":{\"id\":2}}");
 
-    // A scalar document is appended as it is.
+    // A scalar document is appended as it is; a document may go into itself.
     ContextData scalar = Parsed("7");
     EXPECT_TRUE(data.SetValue("nums", scalar));
-    EXPECT_EQ(data.GetSize("nums"), 1);
-}
-
-TEST(ContextDataArray, AppendingADocumentToItselfCopiesItFirst) {
-    ContextData data;
-    data.SetValue("a", 1);
-    EXPECT_TRUE(data.SetValue("self", data));
-    EXPECT_STREQ(data.MakeStr(), "{\"a\":1,\"self\":[{\"a\":1}]}");
-    EXPECT_TRUE(data.SetValueNoArry("copy", data));
-    EXPECT_STREQ(data.MakeStr(),
+    ContextData self;
+    self.SetValue("a", 1);
+    EXPECT_TRUE(self.SetValue("self", self));
+    EXPECT_TRUE(self.SetValueNoArry("copy", self));
+    EXPECT_STREQ(self.MakeStr(),
                  "{\"a\":1,\"copy\":{\"a\":1,\"self\":[{\"a\":1}]},\"self\":[{\"a\":1}]}");
+
+    // GetSize counts arrays and objects only.
+    EXPECT_EQ(data.GetSize("items"), 2);
+    EXPECT_EQ(data.GetSize("nums"), 1);
+    EXPECT_EQ(data.GetSize("single"), 1);
+    ContextData other = Parsed("{\"s\":\"abc\",\"n\":null}");
+    for (const char* key : {"s", "n", "missing"}) {
+        EXPECT_EQ(other.GetSize(key), 0) << key;
+    }
 }
 
 TEST(ContextDataArray, StringAppendsAndNonArrayMembers) {
@@ -196,9 +180,7 @@ TEST(ContextDataArray, StringAppendsAndNonArrayMembers) {
     EXPECT_TRUE(data.SetValueInArray("list", "one"));
     EXPECT_TRUE(data.SetValueInArray("list", std::string("two")));
     EXPECT_TRUE(data.SetValueInArray("list", static_cast<const char*>(nullptr)));
-    EXPECT_TRUE(data.SetValueInArray("list", ""));
-    EXPECT_STREQ(data.MakeStr(), "{\"list\":[\"one\",\"two\",\"\",\"\"]}");
-    EXPECT_EQ(data.GetSize("list"), 4);
+    EXPECT_STREQ(data.MakeStr(), "{\"list\":[\"one\",\"two\",\"\"]}");
 
     data.SetValue("n", 5);
     ContextData item;
@@ -206,7 +188,7 @@ TEST(ContextDataArray, StringAppendsAndNonArrayMembers) {
         EXPECT_FALSE(data.SetValueInArray("n", "x"));
         EXPECT_FALSE(data.SetValue("n", item));
     });
-    EXPECT_NE(log.find("not an array"), std::string::npos) << log;
+    EXPECT_TRUE(Has(log, "not an array"));
     EXPECT_EQ(data.GetValueInt("n"), 5);
 }
 
@@ -215,13 +197,11 @@ TEST(ContextDataStructure, GetValueByKeyDiffersBetweenViewAndOwner) {
         *Parsed("{\"result\":[{\"x\":1},{\"x\":2}],\"obj\":{\"y\":3},\"s\":\"t\"}").GetValue();
 
     ContextData owner(root);
-    ContextData member = owner.GetValue("result");
-    EXPECT_STREQ(member.MakeStr(), "[{\"x\":1},{\"x\":2}]");
+    EXPECT_STREQ(owner.GetValue("result").MakeStr(), "[{\"x\":1},{\"x\":2}]");
 
     ContextData view(&root);
     ContextData first = view.GetValue("result");
     EXPECT_STREQ(first.MakeStr(), "{\"x\":1}");
-    EXPECT_EQ(first.GetValueInt("x"), 1);
 
     // The view has nothing to take the first element of; it gives a null
     // document instead of turning the member into an array.
@@ -229,7 +209,7 @@ TEST(ContextDataStructure, GetValueByKeyDiffersBetweenViewAndOwner) {
         EXPECT_STREQ(view.GetValue("obj").MakeStr(), "null");
         EXPECT_STREQ(view.GetValue("s").MakeStr(), "null");
     });
-    EXPECT_NE(log.find("no element 0"), std::string::npos) << log;
+    EXPECT_TRUE(Has(log, "no element 0"));
     EXPECT_TRUE(root["obj"].isObject());
     EXPECT_TRUE(root["s"].isString());
 
@@ -250,13 +230,12 @@ TEST(ContextDataStructure, ViewActsOnTheCallersValue) {
     EXPECT_TRUE(root["parsed"].asBool());
     EXPECT_FALSE(root.isMember("k"));
 
-    // A copy of a Json::Value is not a view.
+    // A copy of a Json::Value is not a view, nor is a view on nothing.
     Json::Value source;
     source["a"] = 1;
     ContextData owner(source);
     owner.SetValue("a", 2);
     EXPECT_EQ(source["a"].asInt(), 1);
-
     ContextData nullView(static_cast<Json::Value*>(nullptr));
     nullView.SetValue("a", 1);
     EXPECT_STREQ(nullView.MakeStr(), "{\"a\":1}");
@@ -265,44 +244,28 @@ TEST(ContextDataStructure, ViewActsOnTheCallersValue) {
 TEST(ContextDataStructure, ElementAccessByIndex) {
     ContextData data = Parsed("{\"list\":[{\"v\":0},{\"v\":1},{\"v\":2}],\"obj\":{\"v\":0}}");
     EXPECT_EQ(data.GetValue("list", 2).GetValueInt("v"), 2);
-
-    ContextData copy = data.GetValue("list", 1);
-    copy.SetValue("v", 10);
+    data.GetValue("list", 1).SetValue("v", 10);  // a copy
     EXPECT_EQ(data.GetValue("list", 1).GetValueInt("v"), 1);
-
-    ContextData ptr = data.GetValuePtr("list", 1);
-    ptr.SetValue("v", 11);
+    data.GetValuePtr("list", 1).SetValue("v", 11);  // a view
     EXPECT_EQ(data.GetValue("list", 1).GetValueInt("v"), 11);
 
     const std::string before = data.MakeStr();
     std::string log = StderrOf([&] {
-        EXPECT_STREQ(data.GetValue("list", 3).MakeStr(), "null");
-        EXPECT_STREQ(data.GetValue("list", -1).MakeStr(), "null");
-        EXPECT_STREQ(data.GetValue("list", 2147483647).MakeStr(), "null");
+        for (int index : {3, -1, 2147483647}) {
+            EXPECT_STREQ(data.GetValue("list", index).MakeStr(), "null") << index;
+        }
         EXPECT_STREQ(data.GetValue("obj", 0).MakeStr(), "null");
-        ContextData detached = data.GetValuePtr("list", 5);
-        detached.SetValue("v", 5);
-        ContextData negative = data.GetValuePtr("list", -2);
-        negative.SetValue("v", 5);
+        data.GetValuePtr("list", 5).SetValue("v", 5);
+        data.GetValuePtr("list", -2).SetValue("v", 5);
     });
-    EXPECT_NE(log.find("no element 3"), std::string::npos) << log;
-    EXPECT_NE(log.find("no element -1"), std::string::npos) << log;
+    EXPECT_TRUE(Has(log, "no element 3"));
+    EXPECT_TRUE(Has(log, "no element -1"));
     EXPECT_EQ(data.MakeStr(), before);
-    EXPECT_EQ(data.GetSize("list"), 3);
 
     // A missing member is added as null by the lookup, but no element is made.
     EXPECT_STREQ(data.GetValue("absent", 0).MakeStr(), "null");
     EXPECT_TRUE(data.GetValue()->isMember("absent"));
     EXPECT_TRUE(data.GetValue()->get("absent", 1).isNull());
-}
-
-TEST(ContextDataStructure, GetSizeCountsArraysAndObjectsOnly) {
-    ContextData data = Parsed("{\"a\":[1,2,3],\"o\":{\"x\":1,\"y\":2},\"s\":\"abc\",\"n\":null}");
-    EXPECT_EQ(data.GetSize("a"), 3);
-    EXPECT_EQ(data.GetSize("o"), 2);
-    EXPECT_EQ(data.GetSize("s"), 0);
-    EXPECT_EQ(data.GetSize("n"), 0);
-    EXPECT_EQ(data.GetSize("missing"), 0);
 }
 
 TEST(ContextDataStructure, ClearEmptyAndRemoveMember) {
@@ -322,7 +285,6 @@ TEST(ContextDataStructure, ClearEmptyAndRemoveMember) {
     ContextData scalar = Parsed("\"text\"");
     EXPECT_FALSE(scalar.Empty());
     EXPECT_TRUE(scalar.Clear());
-    EXPECT_TRUE(scalar.Empty());
     EXPECT_STREQ(scalar.MakeStr(), "null");
 }
 
@@ -357,8 +319,8 @@ TEST(ContextDataRobustness, NullKeyIsLoggedAndRefused) {
         EXPECT_FALSE(data.IsValid(key));
         EXPECT_FALSE(data.RemoveMember(key));
     });
-    EXPECT_NE(log.find("SetValue: key is NULL"), std::string::npos) << log;
-    EXPECT_NE(log.find("RemoveMember: key is NULL"), std::string::npos) << log;
+    EXPECT_TRUE(Has(log, "SetValue: key is NULL"));
+    EXPECT_TRUE(Has(log, "RemoveMember: key is NULL"));
     EXPECT_STREQ(data.MakeStr(), "{\"a\":1}");
 
     Json::Value root;
@@ -368,6 +330,7 @@ TEST(ContextDataRobustness, NullKeyIsLoggedAndRefused) {
 
 TEST(ContextDataRobustness, NonObjectTargetsHaveNoMembers) {
     for (const char* text : {"[1,2]", "5", "\"s\"", "true", "-1.5"}) {
+        SCOPED_TRACE(text);
         ContextData data = Parsed(text);
         const std::string before = data.MakeStr();
         ContextData item;
@@ -385,52 +348,38 @@ TEST(ContextDataRobustness, NonObjectTargetsHaveNoMembers) {
             EXPECT_FALSE(data.IsValid("k"));
             EXPECT_FALSE(data.RemoveMember("k"));
         });
-        EXPECT_NE(log.find("SetValue(k): the document is not an object"), std::string::npos)
-            << text << "\n"
-            << log;
-        EXPECT_EQ(before, data.MakeStr()) << text;
+        EXPECT_TRUE(Has(log, "SetValue(k): the document is not an object"));
+        EXPECT_EQ(before, data.MakeStr());
 
         Json::Value root;
         ContextData view(&root);
         ASSERT_TRUE(view.MakeData(text));
         EXPECT_FALSE(view.SetValue("k", 2));
         EXPECT_STREQ(view.GetValue("k").MakeStr(), "null");
-        EXPECT_EQ(view.MakeStr(), before) << text;
+        EXPECT_EQ(view.MakeStr(), before);
     }
 }
 
-TEST(ContextDataParse, OwnTargetLogsFailuresAndKeepsItsContent) {
+TEST(ContextDataParse, OwnTargetLogsFailuresAndKeepsItsContentAViewFailsQuietly) {
     ContextData data;
     data.SetValue("keep", 1);
-    const char* text = "{";
-    bool ok = true;
-    std::string log = StderrOf([&] { ok = data.MakeData(text); });
-    EXPECT_FALSE(ok);
-    EXPECT_NE(log.find("m_reader paring error: ["), std::string::npos) << log;
-    EXPECT_NE(log.find("]=> {"), std::string::npos) << log;
+    std::string log = StderrOf([&] { EXPECT_FALSE(data.MakeData("{")); });
+    EXPECT_TRUE(Has(log, "m_reader paring error: ["));
+    EXPECT_TRUE(Has(log, "]=> {"));
     EXPECT_STREQ(data.MakeStr(), "{\"keep\":1}");
-
-    log = StderrOf([&] { ok = data.MakeData(nullptr); });
-    EXPECT_FALSE(ok);
-    EXPECT_NE(log.find("str is NULL"), std::string::npos) << log;
-
+    log = StderrOf([&] { EXPECT_FALSE(data.MakeData(nullptr)); });
+    EXPECT_TRUE(Has(log, "str is NULL"));
     EXPECT_TRUE(data.MakeData("{\"new\":[1,\"x\"]}"));
     EXPECT_STREQ(data.MakeStr(), "{\"new\":[1,\"x\"]}");
-}
 
-TEST(ContextDataParse, ViewTargetFailsQuietly) {
     Json::Value root;
     root["keep"] = true;
     ContextData view(&root);
-    bool ok = true;
-    std::string log = StderrOf([&] { ok = view.MakeData("{\"a\":"); });
-    EXPECT_FALSE(ok);
+    log = StderrOf([&] { EXPECT_FALSE(view.MakeData("{\"a\":")); });
     EXPECT_EQ(log.find("paring error"), std::string::npos) << log;
     EXPECT_TRUE(root["keep"].asBool());
-
-    log = StderrOf([&] { ok = view.MakeData(nullptr); });
-    EXPECT_FALSE(ok);
-    EXPECT_NE(log.find("str is NULL"), std::string::npos) << log;
+    log = StderrOf([&] { EXPECT_FALSE(view.MakeData(nullptr)); });
+    EXPECT_TRUE(Has(log, "str is NULL"));
 }
 
 TEST(ContextDataParse, DeepNestingIsRefusedWithoutCrashing) {
@@ -438,10 +387,8 @@ TEST(ContextDataParse, DeepNestingIsRefusedWithoutCrashing) {
     std::string deep(depth, '[');
     deep.append(depth, ']');
     ContextData data;
-    bool ok = true;
-    std::string log = StderrOf([&] { ok = data.MakeData(deep.c_str()); });
-    EXPECT_FALSE(ok);
-    EXPECT_NE(log.find("m_reader paring error"), std::string::npos);
+    std::string log = StderrOf([&] { EXPECT_FALSE(data.MakeData(deep.c_str())); });
+    EXPECT_TRUE(Has(log, "m_reader paring error"));
 
     std::string deepObject;
     for (int i = 0; i < 5000; ++i) {
@@ -469,7 +416,6 @@ TEST(ContextDataParse, LargeDocumentsRoundTrip) {
     ContextData back;
     ASSERT_TRUE(back.MakeData(text.c_str()));
     EXPECT_EQ(back.GetSize("list"), 50000);
-    EXPECT_EQ(back.GetValue("list", 49999).MakeStr(), std::string("\"49999\""));
     EXPECT_EQ(back.GetValueStr("long").size(), 1u << 20);
     EXPECT_EQ(text, back.MakeStr());
 }

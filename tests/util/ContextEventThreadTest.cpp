@@ -89,6 +89,25 @@ size_t CountOf(const std::string& text, const std::string& what) {
     return count;
 }
 
+// Runs body with standard error (the host log) captured; returns the log.
+template <typename Body>
+std::string StderrOf(Body&& body) {
+    testing::internal::CaptureStderr();
+    body();
+    return testing::internal::GetCapturedStderr();
+}
+
+// Fills the queue of a thread that does not run with 16 events (ids from
+// first on) and checks that a 17th is refused; returns the refusal's log.
+std::string FillUntilRefused(RecordingThread& thread, int first) {
+    for (int id = first; id < first + 16; ++id) {
+        EXPECT_TRUE(thread.PushEvent(id, nullptr, 10)) << id;
+    }
+    std::string log = StderrOf([&] { EXPECT_FALSE(thread.PushEvent(first + 16, nullptr, 10)); });
+    EXPECT_EQ(thread.GetQueueLength(), 16);
+    return log;
+}
+
 }  // namespace
 
 TEST(ContextEventThread, SmallerPriorityFirstAndEqualPrioritiesInPushOrder) {
@@ -97,59 +116,37 @@ TEST(ContextEventThread, SmallerPriorityFirstAndEqualPrioritiesInPushOrder) {
     ASSERT_TRUE(thread.PushEvent(1, &payload, 10));
     ASSERT_TRUE(thread.PushEvent(2, nullptr, 5));
     ASSERT_TRUE(thread.PushEvent(3, nullptr, 10));
-    EXPECT_EQ(thread.GetQueueLength(), 3);
-
     ASSERT_TRUE(thread.Start("Order"));
     ASSERT_TRUE(thread.WaitHandled(3));
     ASSERT_TRUE(thread.Stop());
+    EXPECT_EQ(thread.HandledIds(), (std::vector<int>{2, 1, 3}));
+    EXPECT_EQ(thread.Handled()[1].second, &payload);  // the payload reaches the handler
 
-    auto handled = thread.Handled();
-    ASSERT_EQ(handled.size(), 3u);
-    EXPECT_EQ(handled[0].first, 2);
-    EXPECT_EQ(handled[1].first, 1);
-    EXPECT_EQ(handled[1].second, &payload);  // the payload reaches the handler
-    EXPECT_EQ(handled[2].first, 3);
-}
-
-TEST(ContextEventThread, ManyWaitingEventsComeOutSortedAndStable) {
-    RecordingThread thread;
-    ASSERT_TRUE(thread.Start("Stable"));
-    ASSERT_TRUE(thread.PushEvent(RecordingThread::kGateId, nullptr, 10));
-    ASSERT_TRUE(thread.WaitGateEntered());
-
-    // Priorities in a scrambled but fixed pattern; the id is the push order.
+    // The same for many events queued while the loop is busy.
+    RecordingThread busy;
+    ASSERT_TRUE(busy.Start("Stable"));
+    ASSERT_TRUE(busy.PushEvent(RecordingThread::kGateId, nullptr, 10));
+    ASSERT_TRUE(busy.WaitGateEntered());
     const int kCount = 300;
-    std::vector<std::pair<int, int>> expected;  // (priority, id)
+    auto priority = [](int id) { return (id * 7) % 5; };  // scrambled but fixed
+    std::vector<int> expected(kCount);
     for (int id = 0; id < kCount; ++id) {
-        int priority = (id * 7) % 5;
-        ASSERT_TRUE(thread.PushEvent(id, nullptr, priority));
-        expected.emplace_back(priority, id);
+        ASSERT_TRUE(busy.PushEvent(id, nullptr, priority(id)));
+        expected[id] = id;
     }
     std::stable_sort(expected.begin(), expected.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
-    thread.OpenGate();
-    ASSERT_TRUE(thread.WaitHandled(kCount));
-    ASSERT_TRUE(thread.Stop());
-
-    std::vector<int> expectedIds;
-    for (const auto& entry : expected) {
-        expectedIds.push_back(entry.second);
-    }
-    EXPECT_EQ(thread.HandledIds(), expectedIds);
+                     [&](int a, int b) { return priority(a) < priority(b); });
+    busy.OpenGate();
+    ASSERT_TRUE(busy.WaitHandled(kCount));
+    ASSERT_TRUE(busy.Stop());
+    EXPECT_EQ(busy.HandledIds(), expected);
 }
 
-TEST(ContextEventThread, SeventeenthEventBeforeStartOverflows) {
+TEST(ContextEventThread, SeventeenthEventWhileNotRunningIsRefused) {
     RecordingThread thread;
-    for (int id = 0; id < 16; ++id) {
-        ASSERT_TRUE(thread.PushEvent(id, nullptr, 10)) << id;
-    }
-    testing::internal::CaptureStderr();
-    bool accepted = thread.PushEvent(16, nullptr, 10);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(accepted);
     // No owner name before the first Start().
+    std::string log = FillUntilRefused(thread, 0);
     EXPECT_NE(log.find("[] The Event Queue is overflow!!"), std::string::npos) << log;
-    EXPECT_EQ(thread.GetQueueLength(), 16);
 
     // Once running there is no limit at all.
     ASSERT_TRUE(thread.Start("Overflow"));
@@ -164,31 +161,17 @@ TEST(ContextEventThread, SeventeenthEventBeforeStartOverflows) {
     EXPECT_EQ(ids[15], 15);
     EXPECT_EQ(ids.back(), 100 + kRunning - 1);
     EXPECT_EQ(std::count(ids.begin(), ids.end(), 16), 0);  // the refused one never came
-}
 
-TEST(ContextEventThread, PreStartLimitAppliesAgainAfterStopWithOwnerName) {
-    RecordingThread thread;
-    ASSERT_TRUE(thread.Start("Restart"));
-    ASSERT_TRUE(thread.Stop());
-
-    for (int id = 0; id < 16; ++id) {
-        ASSERT_TRUE(thread.PushEvent(id, nullptr, 10)) << id;
-    }
-    testing::internal::CaptureStderr();
-    bool accepted = thread.PushEvent(16, nullptr, 10);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(accepted);
-    EXPECT_NE(log.find("[Restart] The Event Queue is overflow!!"), std::string::npos) << log;
-
-    // The counter restarts with the loop: 16 more may wait after the next stop.
+    // After a stop the limit applies again, with the owner's name; the count
+    // restarts with every run of the loop.
+    log = FillUntilRefused(thread, 200);
+    EXPECT_NE(log.find("[Overflow] The Event Queue is overflow!!"), std::string::npos) << log;
     ASSERT_TRUE(thread.Start(nullptr));
-    ASSERT_TRUE(thread.WaitHandled(16));
+    ASSERT_TRUE(thread.WaitHandled(32 + kRunning));
     ASSERT_TRUE(thread.Stop());
-    for (int id = 0; id < 16; ++id) {
-        ASSERT_TRUE(thread.PushEvent(100 + id, nullptr, 10)) << id;
-    }
-    ASSERT_TRUE(thread.Start(nullptr));
-    ASSERT_TRUE(thread.WaitHandled(32));
+    FillUntilRefused(thread, 300);
+    ASSERT_TRUE(thread.Start(nullptr));  // handles them, so that none is left
+    ASSERT_TRUE(thread.WaitHandled(48 + kRunning));
     ASSERT_TRUE(thread.Stop());
 }
 
@@ -197,19 +180,16 @@ TEST(ContextEventThread, StopDrainsTheEventsWaitingBeforeIt) {
     ASSERT_TRUE(thread.Start("Drain"));
     ASSERT_TRUE(thread.PushEvent(RecordingThread::kGateId, nullptr, 10));
     ASSERT_TRUE(thread.WaitGateEntered());
-    ASSERT_TRUE(thread.PushEvent(1, nullptr, 10));
-    ASSERT_TRUE(thread.PushEvent(2, nullptr, 10));
-    ASSERT_TRUE(thread.PushEvent(3, nullptr, 10));
-
+    for (int id : {1, 2, 3}) {
+        ASSERT_TRUE(thread.PushEvent(id, nullptr, 10));
+    }
     // Open the gate only once the stop request waits behind the three.
     std::thread opener([&] {
         EXPECT_TRUE(WaitQueueLength(thread, 4));
         thread.OpenGate();
     });
-    bool stopped = thread.Stop();
+    EXPECT_TRUE(thread.Stop());
     opener.join();
-
-    EXPECT_TRUE(stopped);
     EXPECT_FALSE(thread.IsRunning());
     EXPECT_EQ(thread.HandledIds(), (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(thread.GetQueueLength(), 0);
@@ -228,8 +208,6 @@ TEST(ContextEventThread, EventPushedBehindTheStopRequestWaitsForTheNextStart) {
     ASSERT_TRUE(thread.PushEvent(7, nullptr, 0));
     thread.OpenGate();
     stopper.join();
-
-    EXPECT_FALSE(thread.IsRunning());
     EXPECT_TRUE(thread.HandledIds().empty());
     EXPECT_EQ(thread.GetQueueLength(), 1);
 
@@ -243,11 +221,7 @@ TEST(ContextEventThread, StaticMessageIsNotFreedAndCanBePushedAgain) {
     RecordingThread thread;
     int payload = 0;
     TEventMessage message{42, &payload, false, false, 10};
-
-    testing::internal::CaptureStderr();
-    bool accepted = thread.PushStaticEvent(&message);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(accepted);
+    std::string log = StderrOf([&] { EXPECT_FALSE(thread.PushStaticEvent(&message)); });
     EXPECT_NE(log.find("Not Started!"), std::string::npos) << log;
     EXPECT_EQ(thread.GetQueueLength(), 0);
 
@@ -260,37 +234,21 @@ TEST(ContextEventThread, StaticMessageIsNotFreedAndCanBePushedAgain) {
     ASSERT_TRUE(thread.PushStaticEvent(&message));
     ASSERT_TRUE(thread.WaitHandled(2));
     ASSERT_TRUE(thread.Stop());
-
-    auto handled = thread.Handled();
-    ASSERT_EQ(handled.size(), 2u);
-    for (const auto& event : handled) {
-        EXPECT_EQ(event.first, 42);
-        EXPECT_EQ(event.second, &payload);
-    }
+    const std::vector<std::pair<int, void*>> twice(2, {42, &payload});
+    EXPECT_EQ(thread.Handled(), twice);
     EXPECT_FALSE(thread.PushStaticEvent(nullptr));
 }
 
 TEST(ContextEventThread, StartAndStopTwiceAreRefusedAndLogged) {
     RecordingThread thread;
-    testing::internal::CaptureStderr();
-    bool stopped = thread.Stop();
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(stopped);
+    std::string log = StderrOf([&] { EXPECT_FALSE(thread.Stop()); });
     EXPECT_NE(log.find("Already Stopped"), std::string::npos) << log;
-
     ASSERT_TRUE(thread.Start("Twice"));
-    testing::internal::CaptureStderr();
-    bool started = thread.Start("Twice");
-    log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(started);
+    log = StderrOf([&] { EXPECT_FALSE(thread.Start("Twice")); });
     EXPECT_NE(log.find("Already Started"), std::string::npos) << log;
     EXPECT_TRUE(thread.IsRunning());
-
     ASSERT_TRUE(thread.Stop());
-    testing::internal::CaptureStderr();
-    stopped = thread.Stop();
-    log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(stopped);
+    log = StderrOf([&] { EXPECT_FALSE(thread.Stop()); });
     EXPECT_NE(log.find("Already Stopped"), std::string::npos) << log;
 }
 
@@ -303,12 +261,10 @@ TEST(ContextEventThread, BacklogOfMoreThanHundredIsReportedAndNothingDropped) {
     for (int id = 0; id < kCount; ++id) {
         ASSERT_TRUE(thread.PushEvent(id, nullptr, 10));
     }
-
-    testing::internal::CaptureStderr();
-    thread.OpenGate();
-    bool all = thread.WaitHandled(kCount);
-    std::string log = testing::internal::GetCapturedStderr();
-    ASSERT_TRUE(all);
+    std::string log = StderrOf([&] {
+        thread.OpenGate();
+        ASSERT_TRUE(thread.WaitHandled(kCount));
+    });
     ASSERT_TRUE(thread.Stop());
 
     // The 101st message taken (the gate was the first) leaves 150 waiting;
@@ -339,9 +295,8 @@ TEST(ContextEventThread, ConcurrentProducersKeepTheirOwnOrder) {
 
     std::vector<int> last(kProducers, -1);
     for (int id : thread.HandledIds()) {
-        int p = id / kEach;
-        EXPECT_GT(id, last[p]);
-        last[p] = id;
+        EXPECT_GT(id, last[id / kEach]);
+        last[id / kEach] = id;
     }
     for (int p = 0; p < kProducers; ++p) {
         EXPECT_EQ(last[p], p * kEach + kEach - 1);

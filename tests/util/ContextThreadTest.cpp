@@ -52,52 +52,45 @@ private:
     int m_left = 0;
 };
 
+// Runs body with standard error (the host log) captured; returns the log.
+template <typename Body>
+std::string StderrOf(Body&& body) {
+    testing::internal::CaptureStderr();
+    body();
+    return testing::internal::GetCapturedStderr();
+}
+
 }  // namespace
 
-TEST(ContextThread, RunsBodyUntilStopAndJoinsIt) {
+TEST(ContextThread, RunsBodyUntilStopJoinsItAndCanStartAgain) {
     PollingThread thread;
     EXPECT_FALSE(thread.IsRunning());
-    ASSERT_TRUE(thread.Start());
-    EXPECT_TRUE(thread.IsRunning());
-    ASSERT_TRUE(thread.WaitEntered(1));
-    EXPECT_EQ(thread.Left(), 0);
-
-    ASSERT_TRUE(thread.Stop());
-    // Stop() joined the body: it has finished by the time Stop() returns.
-    EXPECT_EQ(thread.Left(), 1);
-    EXPECT_FALSE(thread.IsRunning());
+    for (int round = 1; round <= 3; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_TRUE(thread.Start());
+        EXPECT_TRUE(thread.IsRunning());
+        ASSERT_TRUE(thread.WaitEntered(round));
+        EXPECT_EQ(thread.Left(), round - 1);
+        ASSERT_TRUE(thread.Stop());
+        // Stop() joined the body: it has finished by the time Stop() returns.
+        EXPECT_EQ(thread.Left(), round);
+        EXPECT_FALSE(thread.IsRunning());
+    }
 }
 
 TEST(ContextThread, StartAndStopTwiceAreRefusedAndLogged) {
     PollingThread thread;
     ASSERT_TRUE(thread.Start());
     ASSERT_TRUE(thread.WaitEntered(1));
-
-    testing::internal::CaptureStderr();
-    bool second = thread.Start();
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(second);
+    std::string log = StderrOf([&] { EXPECT_FALSE(thread.Start()); });
     EXPECT_NE(log.find("Already Started"), std::string::npos) << log;
     EXPECT_TRUE(thread.IsRunning());
     EXPECT_EQ(thread.Entered(), 1);  // no second body
 
     ASSERT_TRUE(thread.Stop());
-    testing::internal::CaptureStderr();
-    second = thread.Stop();
-    log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(second);
+    log = StderrOf([&] { EXPECT_FALSE(thread.Stop()); });
     EXPECT_NE(log.find("Already Stopped"), std::string::npos) << log;
     EXPECT_EQ(thread.Left(), 1);
-}
-
-TEST(ContextThread, CanBeStartedAgainAfterStop) {
-    PollingThread thread;
-    for (int round = 1; round <= 3; ++round) {
-        ASSERT_TRUE(thread.Start()) << round;
-        ASSERT_TRUE(thread.WaitEntered(round)) << round;
-        ASSERT_TRUE(thread.Stop()) << round;
-        EXPECT_EQ(thread.Left(), round);
-    }
 }
 
 TEST(ContextAutoLock, HoldsTheMutexExactlyForItsScope) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -79,6 +80,14 @@ private:
 
 using Fires = std::vector<std::pair<int, time_t>>;
 
+// Runs body with standard error (the host log) captured; returns the log.
+template <typename Body>
+std::string StderrOf(Body&& body) {
+    testing::internal::CaptureStderr();
+    body();
+    return testing::internal::GetCapturedStderr();
+}
+
 // The list logic driven by hand on the test thread: nothing is started, the
 // test plays the event thread.
 class ContextTimerList : public testing::Test {
@@ -88,9 +97,7 @@ protected:
 
     void SetUp() override {
         // The first check finds the list empty and only takes the time.
-        testing::internal::CaptureStderr();
-        m_timer.CheckTimer_();
-        testing::internal::GetCapturedStderr();
+        StderrOf([&] { m_timer.CheckTimer_(); });
     }
     void Insert(int id, unsigned interval) {
         m_timer.InsertTimer_(new CTimerData{id, interval, 0, FireLog::Record, &m_log});
@@ -103,14 +110,40 @@ protected:
         }
     }
     std::string CheckCapturingLog() {
-        testing::internal::CaptureStderr();
-        m_timer.CheckTimer_();
-        return testing::internal::GetCapturedStderr();
+        return StderrOf([&] { m_timer.CheckTimer_(); });
     }
 
     ContextManualClock m_clock;
     ContextTimer m_timer;
     FireLog m_log;
+};
+
+// The manual clock, counting the sleeps begun so that a test can tell when
+// the ticker has been round its loop.
+class CountingClock : public ContextManualClock {
+public:
+    explicit CountingClock(time_t wall) : ContextManualClock(wall) {}
+    void SleepUs(int64_t us) override {
+        ++m_sleeps;
+        ContextManualClock::SleepUs(us);
+    }
+    // Advances the clock and waits until the parked ticker has woken, run its
+    // loop once and begun its next sleep; false after the safety time.
+    bool Tick(int64_t us) {
+        const int before = m_sleeps.load();
+        Advance(us);
+        const auto deadline = std::chrono::steady_clock::now() + kSafety;
+        while (m_sleeps.load() == before) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return WaitForSleepers(1);
+    }
+
+private:
+    std::atomic<int> m_sleeps{0};
 };
 
 // The real ticker and event thread on the manual clock.
@@ -142,7 +175,7 @@ protected:
         return true;
     }
 
-    ContextManualClock m_clock;
+    CountingClock m_clock;
     ContextTimer m_timer;
     FireLog m_log;
 };
@@ -219,39 +252,24 @@ TEST_F(ContextTimerList, RemoveTakesEveryTimerWithTheIdAndToleratesUnknownIds) {
     EXPECT_EQ(m_timer.GetTimerCount_(), 2);
 }
 
-TEST(ContextTimer, KillTimerZeroIsRefusedAndQueuesNothing) {
+TEST(ContextTimer, RequestsBeforeStartAreQueuedLikeAnyEvent) {
     ContextTimer timer;
-    testing::internal::CaptureStderr();
-    bool killed = timer.KillTimer(0);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(killed);
+    std::string log = StderrOf([&] { EXPECT_FALSE(timer.KillTimer(0)); });
     EXPECT_NE(log.find("invalid timer id"), std::string::npos) << log;
     EXPECT_EQ(timer.GetQueueLength(), 0);
-
-    // Any other id is queued; the destructor releases what was never handled.
     EXPECT_TRUE(timer.KillTimer(5));
     EXPECT_EQ(timer.GetQueueLength(), 1);
-}
 
-TEST(ContextTimer, IdsCountUpAndWrapToOneAfterTheLargestInt) {
-    ContextTimer timer;
+    // Ids count up and wrap to 1 after the largest int.
     ContextTimer::SetNextTimerId_(2147483646);
-    EXPECT_EQ(timer.SetTimer(1, nullptr, nullptr), 2147483646);
-    EXPECT_EQ(timer.SetTimer(1, nullptr, nullptr), 2147483647);
-    EXPECT_EQ(timer.SetTimer(1, nullptr, nullptr), 1);
-    EXPECT_EQ(timer.SetTimer(1, nullptr, nullptr), 2);
-    EXPECT_EQ(timer.GetQueueLength(), 4);
-}
-
-TEST(ContextTimer, SetTimerBeforeStartIsLimitedLikeAnyEvent) {
-    ContextTimer timer;
-    for (int i = 0; i < 16; ++i) {
+    for (int expected : {2147483646, 2147483647, 1, 2}) {
+        EXPECT_EQ(timer.SetTimer(1, nullptr, nullptr), expected);
+    }
+    // The 17th request is refused; the destructor releases what was queued.
+    for (int i = timer.GetQueueLength(); i < 16; ++i) {
         ASSERT_NE(timer.SetTimer(1, nullptr, nullptr), 0) << i;
     }
-    testing::internal::CaptureStderr();
-    int id = timer.SetTimer(1, nullptr, nullptr);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(id, 0);
+    log = StderrOf([&] { EXPECT_EQ(timer.SetTimer(1, nullptr, nullptr), 0); });
     EXPECT_NE(log.find("The Event Queue is overflow!!"), std::string::npos) << log;
     EXPECT_EQ(timer.GetQueueLength(), 16);
 }
@@ -297,19 +315,13 @@ TEST_F(ContextTimerThreads, TickerNeverQueuesTheCheckTwiceWhileTheEventThreadLag
     ASSERT_TRUE(AdvanceUntil([&] { return m_log.CountOf(id) >= 1; }));
     ASSERT_TRUE(m_log.WaitGateEntered());
 
-    // The event thread is stuck in the callback; the ticker keeps ticking.
+    // The event thread is stuck in the callback; the ticker keeps going round.
+    ASSERT_TRUE(m_clock.WaitForSleepers(1));
     int longest = 0;
     for (int tick = 0; tick < 16; ++tick) {
-        ASSERT_TRUE(m_clock.WaitForSleepers(1));
-        m_clock.Advance(kTickUs);
+        ASSERT_TRUE(m_clock.Tick(kTickUs)) << tick;
         longest = std::max(longest, m_timer.GetQueueLength());
     }
-    const auto deadline = std::chrono::steady_clock::now() + kSafety;
-    while (m_timer.GetQueueLength() == 0 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::yield();
-    }
-    ASSERT_TRUE(m_clock.WaitForSleepers(1));
-    longest = std::max(longest, m_timer.GetQueueLength());
     EXPECT_EQ(m_timer.GetQueueLength(), 1);
     EXPECT_LE(longest, 1);
 
@@ -320,10 +332,7 @@ TEST_F(ContextTimerThreads, TickerNeverQueuesTheCheckTwiceWhileTheEventThreadLag
 
 TEST_F(ContextTimerThreads, StartAndStopTwiceAreRefusedAndLogged) {
     ASSERT_TRUE(m_timer.Start());
-    testing::internal::CaptureStderr();
-    bool started = m_timer.Start();
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(started);
+    std::string log = StderrOf([&] { EXPECT_FALSE(m_timer.Start()); });
     EXPECT_NE(log.find("Already Started"), std::string::npos) << log;
     EXPECT_NE(log.find("Start Error"), std::string::npos) << log;
 
@@ -331,10 +340,7 @@ TEST_F(ContextTimerThreads, StartAndStopTwiceAreRefusedAndLogged) {
     ASSERT_TRUE(m_timer.Stop());
     EXPECT_FALSE(m_timer.ContextThread::IsRunning());
     EXPECT_FALSE(m_timer.ContextEventThread::IsRunning());
-    testing::internal::CaptureStderr();
-    bool stopped = m_timer.Stop();
-    log = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(stopped);
+    log = StderrOf([&] { EXPECT_FALSE(m_timer.Stop()); });
     EXPECT_NE(log.find("Already Stopped"), std::string::npos) << log;
     EXPECT_NE(log.find("Stop Error"), std::string::npos) << log;
 }
