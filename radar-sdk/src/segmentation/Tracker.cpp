@@ -1,0 +1,529 @@
+#include "Tracker.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "AngleEstimator.h"
+
+namespace radar_sdk {
+
+namespace {
+
+// Association cost added for a tentative track, so that a confirmed track
+// close by keeps its points and the candidate dies.
+constexpr float kTentativePenalty = 1.0f;
+// A track measured by slow-time points only is less sure of the angle.
+constexpr float kStillAngleFactor = 1.5f;
+// Radial speed that two merging tracks may differ by.
+constexpr float kMergeSpeedMps = 0.6f;
+// A walker's track that stopped without its moving points less than this
+// long ago, and this near a new moving candidate, lost that walker.
+constexpr int kStalledFrames = 20;
+constexpr float kHandoverM = 1.5f;
+constexpr int kHandoverAge = 30;
+// Radial speed of the Doppler points this far from the prediction: a turn.
+constexpr float kTurnSpeedMps = 0.25f;
+constexpr float kTurnVelocitySigmaMps = 0.5f;
+// A walker's angle weighs its Doppler points by amplitude^kFlatten.
+constexpr float kFlatten = 0.3f;
+// A new cluster this near two tracks in range and radial speed, between
+// them in angle, is their mix.
+constexpr float kMixRangeM = 0.5f;
+constexpr float kMixSpeedMps = 0.3f;
+// Two confirmed tracks whose velocities differ by more are two people
+// crossing, not one person tracked twice.
+constexpr float kMergeVelocityMps = 0.5f;
+// Cells of the trail map, metres.
+constexpr float kTrailCellM = 0.25f;
+constexpr int kNeverPassed = -1000000;
+
+int CountBits(unsigned int bits, int count) {
+    int n = 0;
+    for (int i = 0; i < count; ++i) {
+        n += (bits >> i) & 1u;
+    }
+    return n;
+}
+
+}  // namespace
+
+std::unique_ptr<Tracker> Tracker::Create(const TrackerConfig& config, int pointCapacity,
+                                         std::string* error) {
+    auto fail = [error](const char* message) {
+        if (error != nullptr) {
+            *error = message;
+        }
+        return nullptr;
+    };
+    if (config.capacity < 1) {
+        return fail("Tracker: capacity must be at least 1");
+    }
+    if (pointCapacity < 1) {
+        return fail("Tracker: pointCapacity must be at least 1");
+    }
+    if (!(config.gateM > 0.0f) || !(config.maxGateM >= config.gateM) ||
+        !(config.positionScaleM > 0.0f) || !(config.speedScaleMps > 0.0f) ||
+        !(config.spawnRadiusM > 0.0f)) {
+        return fail("Tracker: gates and scales must be positive");
+    }
+    if (config.confirmHits < 1 || config.confirmStillHits < 1 || config.tentativeMisses < 0 ||
+        config.movingMisses < 0 || config.stillMisses < 0) {
+        return fail("Tracker: hit and miss counts must not be negative");
+    }
+    if (!(config.rangeSigmaM > 0.0f) || !(config.angleSigmaDeg > 0.0f) ||
+        !(config.accelerationSigma > 0.0f) || !(config.stillAccelerationSigma > 0.0f)) {
+        return fail("Tracker: noise figures must be positive");
+    }
+    if (config.recentFrames < 1 || config.recentFrames > 32 || config.recentHits < 0 ||
+        config.trailFrames < 0) {
+        return fail("Tracker: recentFrames must be 1..32, recentHits and trailFrames >= 0");
+    }
+    if (!(config.areaM > 0.0f && config.areaM <= 100.0f) || !(config.trailRadiusM >= 0.0f)) {
+        return fail("Tracker: areaM must be 0..100 m and trailRadiusM positive");
+    }
+    std::unique_ptr<Tracker> stage(new Tracker());
+    stage->m_config = config;
+    stage->m_tracks.resize(config.capacity);
+    stage->m_owner.assign(pointCapacity, -1);
+    stage->m_order.assign(pointCapacity, 0);
+    stage->m_trailColumns = static_cast<int>(std::ceil(2.0f * config.areaM / kTrailCellM));
+    stage->m_trailRows = static_cast<int>(std::ceil(config.areaM / kTrailCellM));
+    stage->m_trail.assign(static_cast<size_t>(stage->m_trailColumns) * stage->m_trailRows,
+                          kNeverPassed);
+    return stage;
+}
+
+void Tracker::Reset() {
+    for (Track& track : m_tracks) {
+        track = Track();
+    }
+    std::fill(m_trail.begin(), m_trail.end(), kNeverPassed);
+    m_frame = 0;
+    m_nextId = 1;
+}
+
+int Tracker::_Cell(float x, float y) const {
+    const int column = static_cast<int>(std::floor((x + m_config.areaM) / kTrailCellM));
+    const int row = static_cast<int>(std::floor(y / kTrailCellM));
+    if (column < 0 || column >= m_trailColumns || row < 0 || row >= m_trailRows) {
+        return -1;
+    }
+    return row * m_trailColumns + column;
+}
+
+void Tracker::_MarkTrails() {
+    const int reach = static_cast<int>(std::ceil(m_config.trailRadiusM / kTrailCellM));
+    for (const Track& track : m_tracks) {
+        if (!track.used || !track.confirmed || track.filter.Speed() < m_config.stillSpeedMps) {
+            continue;
+        }
+        for (int dy = -reach; dy <= reach; ++dy) {
+            for (int dx = -reach; dx <= reach; ++dx) {
+                const int cell =
+                    _Cell(track.filter.X() + dx * kTrailCellM, track.filter.Y() + dy * kTrailCellM);
+                if (cell >= 0) {
+                    m_trail[cell] = m_frame;
+                }
+            }
+        }
+    }
+}
+
+bool Tracker::_OnTrail(float x, float y) const {
+    const int cell = _Cell(x, y);
+    return cell >= 0 && m_frame - m_trail[cell] <= m_config.trailFrames;
+}
+
+int Tracker::_BestTrack(const Detection& point, float* share) const {
+    int best = -1;
+    float bestCost = 0.0f;
+    float secondCost = 0.0f;
+    int second = -1;
+    for (int j = 0; j < static_cast<int>(m_tracks.size()); ++j) {
+        const Track& track = m_tracks[j];
+        // The flanks of a peak feed people, never candidates: a candidate
+        // must stand on peaks of its own.
+        if (!track.used || (!point.peak && !track.confirmed)) {
+            continue;
+        }
+        const float dx = point.x - track.filter.X();
+        const float dy = point.y - track.filter.Y();
+        const float distance = std::sqrt(dx * dx + dy * dy);
+        const float gate =
+            std::min(m_config.maxGateM, m_config.gateM + 2.0f * track.filter.PositionSigma());
+        if (distance > gate) {
+            continue;
+        }
+        const float p = distance / m_config.positionScaleM;
+        const float v = (point.velocityMps - track.filter.RadialMps()) / m_config.speedScaleMps;
+        float cost = p * p + v * v;
+        if (!track.confirmed) {
+            cost += kTentativePenalty;
+        }
+        // The runner-up is the best other track of the same kind: a
+        // candidate next to a person does not make that person's points
+        // contested.
+        if (best < 0 || cost < bestCost) {
+            if (best >= 0 && track.confirmed == m_tracks[best].confirmed) {
+                secondCost = bestCost;
+                second = best;
+            }
+            best = j;
+            bestCost = cost;
+        } else if ((second < 0 || cost < secondCost) &&
+                   track.confirmed == m_tracks[best].confirmed) {
+            secondCost = cost;
+            second = j;
+        }
+    }
+    *share = 0.0f;
+    if (best < 0) {
+        return best;
+    }
+    const Track& chosen = m_tracks[best];
+    const ShareTrack first{bestCost, chosen.filter.RangeM(), chosen.filter.RadialMps()};
+    ShareTrack other;
+    if (second >= 0) {
+        other = {secondCost, m_tracks[second].filter.RangeM(), m_tracks[second].filter.RadialMps()};
+    }
+    *share = PointShare(point, first, second >= 0 ? &other : nullptr, m_share);
+    return best;
+}
+
+void Tracker::_Measure(Track* track) {
+    const TrackerConfig& c = m_config;
+    ++track->age;
+    track->recent <<= 1;
+    const bool moving = track->moving.weight > 0.0f;
+    if (moving || track->still.weight > 0.0f) {
+        // A walker's slow-time points are the trail it leaves in the clutter
+        // map, behind it: while its own Doppler points are there, they alone
+        // measure it.
+        PointSum sum = track->moving;
+        if (!moving || track->filter.Speed() < c.stillSpeedMps) {
+            sum.weight += track->still.weight;
+            sum.range += track->still.range;
+            sum.cross += track->still.cross;
+        }
+        const float range = sum.range / sum.weight;
+        // A walker's angle from its Doppler points at a flatter weight: where
+        // another walker shares the strongest cells (their bodies at one
+        // range and speed), its own limbs in other columns still point at it.
+        const bool walking = moving && track->filter.Speed() >= c.stillSpeedMps;
+        const std::complex<float> cross = walking ? track->moving.flatCross : sum.cross;
+        // A walker who turns round turns its Doppler at once; the position
+        // needs frames to show it, and the track would lag a second behind.
+        if (walking && std::fabs(track->moving.speed / track->moving.weight -
+                                 track->filter.RadialMps()) > kTurnSpeedMps) {
+            track->filter.OpenVelocity(kTurnVelocitySigmaMps);
+        }
+        const float angleSigma = moving ? c.angleSigmaDeg : c.angleSigmaDeg * kStillAngleFactor;
+        track->filter.Update(range, AngleFromCross(cross), c.rangeSigmaM, angleSigma);
+        ++track->hits;
+        track->movingHits += moving ? 1 : 0;
+        if (walking) {
+            track->lastWalkingFrame = m_frame;
+        }
+        track->misses = 0;
+        track->recent |= 1u;
+        return;
+    }
+    ++track->misses;
+    track->filter.DampVelocity(c.coastDamping);
+}
+
+void Tracker::_Start(const Detection& centre, float speed, bool stillBorn) {
+    for (Track& track : m_tracks) {
+        if (track.used) {
+            continue;
+        }
+        track = Track();
+        track.used = true;
+        track.stillBorn = stillBorn;
+        track.hits = 1;
+        track.movingHits = stillBorn ? 0 : 1;
+        track.age = 1;
+        track.recent = 1u;
+        track.filter.Start(centre.rangeM, centre.angleDeg, speed, m_config.rangeSigmaM,
+                           m_config.angleSigmaDeg, 1.0f);
+        return;
+    }
+}
+
+void Tracker::_Spawn(const Detection* points, int count, float dt) {
+    (void)dt;
+    for (int pass = 0; pass < 2; ++pass) {
+        const bool still = pass == 1;
+        int n = 0;
+        for (int i = 0; i < count; ++i) {
+            if (m_owner[i] == -1 && points[i].still == still) {
+                m_order[n++] = i;
+            }
+        }
+        std::sort(m_order.begin(), m_order.begin() + n,
+                  [points](int a, int b) { return points[a].weight > points[b].weight; });
+        for (int s = 0; s < n; ++s) {
+            const Detection& seed = points[m_order[s]];
+            if (m_owner[m_order[s]] != -1 || !seed.peak) {
+                continue;
+            }
+            // Sorted strongest first: the rest are too weak to start anything.
+            if (seed.snr < m_config.seedSnr) {
+                break;
+            }
+            float weight = 0.0f, range = 0.0f, speed = 0.0f;
+            std::complex<float> cross;
+            for (int t = s; t < n; ++t) {
+                const int i = m_order[t];
+                const Detection& point = points[i];
+                if (m_owner[i] != -1) {
+                    continue;
+                }
+                const float dx = point.x - seed.x, dy = point.y - seed.y;
+                if (dx * dx + dy * dy > m_config.spawnRadiusM * m_config.spawnRadiusM ||
+                    std::fabs(point.velocityMps - seed.velocityMps) > m_config.spawnSpeedMps) {
+                    continue;
+                }
+                m_owner[i] = -2;
+                weight += point.weight;
+                range += point.weight * point.rangeM;
+                speed += point.weight * point.velocityMps;
+                cross += point.cross;
+            }
+            Detection centre;
+            centre.rangeM = range / weight;
+            centre.angleDeg = AngleFromCross(cross);
+            centre.x = centre.rangeM * std::sin(centre.angleDeg * 3.14159265f / 180.0f);
+            centre.y = centre.rangeM * std::cos(centre.angleDeg * 3.14159265f / 180.0f);
+            if (still) {
+                // Slow-time energy next to a track is that person's (or the
+                // trail a walker leaves): never a new person.
+                bool clear = true;
+                for (const Track& track : m_tracks) {
+                    if (!track.used) {
+                        continue;
+                    }
+                    const float dx = centre.x - track.filter.X(), dy = centre.y - track.filter.Y();
+                    if (dx * dx + dy * dy <
+                        m_config.stillSpawnClearanceM * m_config.stillSpawnClearanceM) {
+                        clear = false;
+                        break;
+                    }
+                }
+                if (!clear || _OnTrail(centre.x, centre.y)) {
+                    continue;
+                }
+            }
+            if (!still && _MixOfTwo(centre, speed / weight)) {
+                continue;
+            }
+            _Start(centre, still ? 0.0f : speed / weight, still);
+        }
+    }
+}
+
+Tracker::Track* Tracker::_Stalled(const Track& candidate) {
+    Track* found = nullptr;
+    float nearest = kHandoverM * kHandoverM;
+    for (Track& track : m_tracks) {
+        if (&track == &candidate || !track.used || !track.confirmed ||
+            track.filter.Speed() >= m_config.stillSpeedMps || track.lastWalkingFrame == 0 ||
+            m_frame - track.lastWalkingFrame > kStalledFrames) {
+            continue;
+        }
+        const float dx = track.filter.X() - candidate.filter.X();
+        const float dy = track.filter.Y() - candidate.filter.Y();
+        if (dx * dx + dy * dy < nearest) {
+            nearest = dx * dx + dy * dy;
+            found = &track;
+        }
+    }
+    return found;
+}
+
+bool Tracker::_MixOfTwo(const Detection& centre, float speed) const {
+    // Cells that hold two people's echoes at one range and speed report an
+    // angle between the two: such a cluster between two tracks of that range
+    // and speed is their mix, not a third person.
+    bool left = false, right = false;
+    for (const Track& track : m_tracks) {
+        if (!track.used || !track.confirmed ||
+            std::fabs(track.filter.RangeM() - centre.rangeM) > kMixRangeM ||
+            std::fabs(track.filter.RadialMps() - speed) > kMixSpeedMps) {
+            continue;
+        }
+        (track.filter.AngleDeg() < centre.angleDeg ? left : right) = true;
+    }
+    return left && right;
+}
+
+bool Tracker::_Alive(const Track& track) const {
+    if (!track.confirmed) {
+        return track.misses <= m_config.tentativeMisses;
+    }
+    if (track.age >= m_config.recentFrames &&
+        CountBits(track.recent, m_config.recentFrames) < m_config.recentHits) {
+        return false;
+    }
+    const bool still = track.filter.Speed() < m_config.stillSpeedMps;
+    return track.misses <= (still ? m_config.stillMisses : m_config.movingMisses);
+}
+
+void Tracker::_MergeAndRetire() {
+    const int n = static_cast<int>(m_tracks.size());
+    for (Track& track : m_tracks) {
+        if (!track.used) {
+            continue;
+        }
+        if (!_Alive(track)) {
+            track.used = false;
+            continue;
+        }
+        // A candidate is a person once moving points have confirmed it, or
+        // once slow-time points have, for longer, away from any walker's
+        // recent trail (whatever fed it so far).
+        const bool confirmedMoving = !track.stillBorn && track.movingHits >= m_config.confirmHits;
+        const bool confirmedStill = track.hits >= m_config.confirmStillHits &&
+                                    !_OnTrail(track.filter.X(), track.filter.Y());
+        if (!track.confirmed && (confirmedMoving || confirmedStill)) {
+            track.confirmed = true;
+            Track* stalled = confirmedMoving ? _Stalled(track) : nullptr;
+            if (stalled != nullptr) {
+                // The walker its track lost (at a turn, in a crowd) came back
+                // as this candidate: it keeps its id, and the old track, left
+                // standing on the walker's slow-time trail, goes.
+                track.id = stalled->id;
+                stalled->used = false;
+            } else {
+                track.id = m_nextId++;
+            }
+        }
+    }
+    // A walker's track that stopped (its moving points gone, coasted to a
+    // standstill) next to a young walker's track that started a moment ago
+    // lost that walker to it: the young track takes the id over.
+    for (Track& young : m_tracks) {
+        if (!young.used || !young.confirmed || young.age > kHandoverAge ||
+            young.filter.Speed() < m_config.stillSpeedMps) {
+            continue;
+        }
+        Track* stalled = _Stalled(young);
+        if (stalled != nullptr && stalled->id < young.id) {
+            young.id = stalled->id;
+            stalled->used = false;
+        }
+    }
+    const float limit = m_config.mergeDistanceM * m_config.mergeDistanceM;
+    for (int a = 0; a < n; ++a) {
+        Track& first = m_tracks[a];
+        if (!first.used) {
+            continue;
+        }
+        bool overlapped = false;
+        for (int b = 0; b < n && first.used; ++b) {
+            Track& other = m_tracks[b];
+            if (b == a || !other.used) {
+                continue;
+            }
+            const float dx = first.filter.X() - other.filter.X();
+            const float dy = first.filter.Y() - other.filter.Y();
+            const float dvx = first.filter.Vx() - other.filter.Vx();
+            const float dvy = first.filter.Vy() - other.filter.Vy();
+            if (dx * dx + dy * dy > limit ||
+                std::fabs(first.filter.RadialMps() - other.filter.RadialMps()) > kMergeSpeedMps ||
+                (first.confirmed &&
+                 dvx * dvx + dvy * dvy > kMergeVelocityMps * kMergeVelocityMps)) {
+                continue;
+            }
+            // `first` gives way to an older confirmed track, or to any
+            // confirmed track while it is only a candidate.
+            if (!first.confirmed) {
+                if (other.confirmed || other.hits > first.hits ||
+                    (other.hits == first.hits && b < a)) {
+                    first.used = false;
+                }
+            } else if (other.confirmed && other.id < first.id) {
+                overlapped = true;
+            }
+        }
+        if (!first.used) {
+            continue;
+        }
+        first.overlap = overlapped ? first.overlap + 1 : 0;
+        if (first.overlap >= m_config.mergeFrames) {
+            first.used = false;
+        }
+    }
+}
+
+void Tracker::Execute(const Detection* points, int count, float dt) {
+    ++m_frame;
+    count = std::min(count, static_cast<int>(m_owner.size()));
+    for (Track& track : m_tracks) {
+        if (!track.used) {
+            continue;
+        }
+        // A still person is measured again and again at one place: a
+        // steadier model averages the measurements' noise away.
+        const bool still = track.filter.Speed() < m_config.stillSpeedMps;
+        track.filter.Predict(dt,
+                             still ? m_config.stillAccelerationSigma : m_config.accelerationSigma);
+        track.moving = PointSum();
+        track.still = PointSum();
+    }
+    for (int i = 0; i < count; ++i) {
+        const Detection& point = points[i];
+        float share = 0.0f;
+        const int j = _BestTrack(point, &share);
+        m_owner[i] = j;
+        if (j < 0) {
+            continue;
+        }
+        Track& track = m_tracks[j];
+        (point.still ? track.still : track.moving).Add(point, share, kFlatten);
+    }
+    for (Track& track : m_tracks) {
+        if (track.used) {
+            _Measure(&track);
+        }
+    }
+    _Spawn(points, count, dt);
+    _MergeAndRetire();
+    _MarkTrails();
+}
+
+int Tracker::Report(TrackReport* out, int capacity) const {
+    int count = 0;
+    for (const Track& track : m_tracks) {
+        if (!track.used || !track.confirmed) {
+            continue;
+        }
+        const bool still = track.filter.Speed() < m_config.stillSpeedMps;
+        if (!still && track.misses > m_config.reportMisses) {
+            continue;
+        }
+        // Insertion in id order; beyond capacity the youngest ids drop out.
+        int at = count;
+        while (at > 0 && out[at - 1].id > track.id) {
+            --at;
+        }
+        if (at >= capacity) {
+            continue;
+        }
+        const int last = std::min(count, capacity - 1);
+        for (int i = last; i > at; --i) {
+            out[i] = out[i - 1];
+        }
+        TrackReport& report = out[at];
+        report.id = track.id;
+        report.rangeM = track.filter.RangeM();
+        report.angleDeg = track.filter.AngleDeg();
+        report.velocityMps = track.filter.RadialMps();
+        report.x = track.filter.X();
+        report.y = track.filter.Y();
+        count = std::min(count + 1, capacity);
+    }
+    return count;
+}
+
+}  // namespace radar_sdk

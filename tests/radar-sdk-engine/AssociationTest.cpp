@@ -1,0 +1,203 @@
+// How points that two people share are handled: a contested or mixed point
+// counts less, the detector keeps peaks before flanks, only peaks start
+// tracks, two people crossing keep two tracks and their ids, the mix of two
+// people at one range and speed starts no third, and a turn is followed.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "AngleEstimator.h"
+#include "CfarDetector.h"
+#include "KalmanTrack.h"
+#include "PointShare.h"
+#include "Tracker.h"
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+radar_sdk::Detection PointAt(float x, float y, float velocity, float weight = 1.0f) {
+    radar_sdk::Detection point;
+    point.x = x;
+    point.y = y;
+    point.rangeM = std::hypot(x, y);
+    point.angleDeg = static_cast<float>(std::atan2(x, y) * 180.0 / kPi);
+    point.velocityMps = velocity;
+    point.weight = weight;
+    point.snr = 1e6f;
+    // One echo: |rx0| = |rx1|, so |rx1 rx0*| is half the summed power.
+    point.cross = radar_sdk::CrossForAngle(point.angleDeg) * (0.5f * weight);
+    return point;
+}
+
+TEST(PointShare, ContestedMixedAndAmbiguousPointsCountLess) {
+    const radar_sdk::ShareConfig config;
+    const radar_sdk::Detection point = PointAt(0.0f, 2.0f, 0.5f);
+    EXPECT_NEAR(radar_sdk::PointPurity(point), 1.0f, 1e-5f);
+    const radar_sdk::ShareTrack best{0.1f, 2.0f, 0.5f};
+    EXPECT_NEAR(radar_sdk::PointShare(point, best, nullptr, config), 1.0f, 1e-4f);
+
+    // Another track fits as well, in range too: at most a quarter.
+    radar_sdk::ShareTrack second{0.1f, 2.0f, 1.5f};
+    const float contested = radar_sdk::PointShare(point, best, &second, config);
+    EXPECT_LT(contested, 0.3f);
+    EXPECT_GT(contested, 0.05f);
+    // A much worse runner-up leaves the point almost whole.
+    second.cost = 20.0f;
+    second.rangeM = 2.6f;
+    EXPECT_GT(radar_sdk::PointShare(point, best, &second, config), 0.9f);
+    // Both tracks' radial speed: the bodies of two people in one cell.
+    second.radialMps = 0.55f;
+    EXPECT_LT(radar_sdk::PointShare(point, best, &second, config), 0.02f);
+
+    // Two echoes from different angles in one cell: unequal amplitudes at
+    // the receivers, the point hardly counts.
+    radar_sdk::Detection mixed = point;
+    const std::complex<float> rx0(1.0f, 0.0f);
+    const std::complex<float> rx1 =
+        rx0 * radar_sdk::CrossForAngle(-30.0f) + 0.8f * radar_sdk::CrossForAngle(30.0f);
+    mixed.weight = std::norm(rx0) + std::norm(rx1);
+    mixed.cross = rx1 * std::conj(rx0);
+    EXPECT_LT(radar_sdk::PointPurity(mixed), 0.9f);
+    EXPECT_LT(radar_sdk::PointShare(mixed, best, nullptr, config), 0.2f);
+}
+
+TEST(PointShare, FlatCrossWeighsByAmplitudeNotPower) {
+    radar_sdk::PointSum sum;
+    // A strong point at +20 degrees and a weaker one (1/100 of the power)
+    // at -20: by power the strong one decides, flattened the weak one counts.
+    sum.Add(PointAt(2.0f * std::sin(0.349f), 2.0f * std::cos(0.349f), 0.5f, 100.0f), 1.0f, 0.0f);
+    sum.Add(PointAt(-2.0f * std::sin(0.349f), 2.0f * std::cos(0.349f), 0.5f, 1.0f), 1.0f, 0.0f);
+    EXPECT_GT(radar_sdk::AngleFromCross(sum.cross), 18.0f);
+    EXPECT_NEAR(radar_sdk::AngleFromCross(sum.flatCross), 0.0f, 1.0f);
+    EXPECT_NEAR(sum.range / sum.weight, 2.0f, 1e-4f);
+}
+
+TEST(CfarDetector, MarksPeaksAndKeepsThemBeforeFlanks) {
+    constexpr int kBins = 40, kColumns = 16;
+    radar_sdk::CfarConfig config;
+    config.peaksOnly = false;
+    config.capacity = 3;
+    std::string error;
+    auto cfar = radar_sdk::CfarDetector::Create(kBins, kColumns, config, &error);
+    ASSERT_TRUE(cfar) << error;
+    std::vector<float> map(kBins * kColumns, 1.0f);
+    // A strong person with flanks over three Doppler columns, and a weak one.
+    map[10 * kColumns + 4] = 1e6f;
+    map[10 * kColumns + 3] = 1e5f;
+    map[10 * kColumns + 5] = 1e5f;
+    map[30 * kColumns + 9] = 1e3f;
+    ASSERT_EQ(cfar->Execute(map.data(), 0, kBins - 1, -1), 3);
+    std::vector<int> peaks;
+    for (int i = 0; i < cfar->Count(); ++i) {
+        if (cfar->Cells()[i].peak) {
+            peaks.push_back(cfar->Cells()[i].bin);
+        }
+    }
+    std::sort(peaks.begin(), peaks.end());
+    EXPECT_EQ(peaks, (std::vector<int>{10, 30}));
+}
+
+TEST(Tracker, FlanksAloneStartNothing) {
+    std::string error;
+    auto tracker = radar_sdk::Tracker::Create(radar_sdk::TrackerConfig(), 16, &error);
+    ASSERT_TRUE(tracker) << error;
+    radar_sdk::TrackReport reports[4];
+    for (int frame = 0; frame < 30; ++frame) {
+        radar_sdk::Detection point = PointAt(0.5f, 2.0f, 0.3f);
+        point.peak = false;
+        tracker->Execute(&point, 1, 0.1f);
+    }
+    EXPECT_EQ(tracker->Report(reports, 4), 0);
+}
+
+TEST(Tracker, TwoPeopleCrossingKeepTwoTracksAndTheirIds) {
+    std::string error;
+    auto tracker = radar_sdk::Tracker::Create(radar_sdk::TrackerConfig(), 16, &error);
+    ASSERT_TRUE(tracker) << error;
+    radar_sdk::TrackReport reports[4];
+    int leftId = 0, rightId = 0;
+    // Across the room towards each other at 0.8 m/s, 2.5 m out; where they
+    // are closer than 0.3 m the module sees one point between them.
+    for (int frame = 0; frame < 40; ++frame) {
+        const float a = -1.6f + 0.08f * frame, b = 1.6f - 0.08f * frame, y = 2.5f;
+        const float ra = 0.8f * a / std::hypot(a, y), rb = -0.8f * b / std::hypot(b, y);
+        std::vector<radar_sdk::Detection> points;
+        if (std::fabs(a - b) < 0.3f) {
+            points.push_back(PointAt(0.5f * (a + b), y, 0.5f * (ra + rb), 2.0f));
+        } else {
+            points.push_back(PointAt(a, y, ra));
+            points.push_back(PointAt(b, y, rb));
+        }
+        tracker->Execute(points.data(), static_cast<int>(points.size()), 0.1f);
+        const int count = tracker->Report(reports, 4);
+        if (frame == 8) {
+            ASSERT_EQ(count, 2);
+            leftId = reports[0].x < reports[1].x ? reports[0].id : reports[1].id;
+            rightId = reports[0].x < reports[1].x ? reports[1].id : reports[0].id;
+        }
+    }
+    // After the crossing the one who came from the left is on the right.
+    ASSERT_EQ(tracker->Report(reports, 4), 2);
+    const radar_sdk::TrackReport& onRight = reports[0].x > reports[1].x ? reports[0] : reports[1];
+    const radar_sdk::TrackReport& onLeft = reports[0].x > reports[1].x ? reports[1] : reports[0];
+    EXPECT_EQ(onRight.id, leftId);
+    EXPECT_EQ(onLeft.id, rightId);
+    EXPECT_NEAR(onRight.x, 1.52f, 0.25f);
+    EXPECT_NEAR(onLeft.x, -1.52f, 0.25f);
+}
+
+TEST(Tracker, TheMixOfTwoPeopleAtOneRangeAndSpeedStartsNoThird) {
+    std::string error;
+    auto tracker = radar_sdk::Tracker::Create(radar_sdk::TrackerConfig(), 16, &error);
+    ASSERT_TRUE(tracker) << error;
+    radar_sdk::TrackReport reports[4];
+    const float s = static_cast<float>(std::sin(25.0 * kPi / 180.0));
+    const float c = static_cast<float>(std::cos(25.0 * kPi / 180.0));
+    for (int frame = 0; frame < 30; ++frame) {
+        // Both walk away at 0.5 m/s, 3 m out at -25 and +25 degrees; from
+        // frame 10 on, cells that hold both report an angle between them.
+        const float r = 3.0f + 0.05f * frame;
+        std::vector<radar_sdk::Detection> points = {PointAt(-r * s, r * c, 0.5f),
+                                                    PointAt(r * s, r * c, 0.5f)};
+        if (frame >= 10) {
+            points.push_back(PointAt(0.1f * r * s, r, 0.5f, 0.5f));
+        }
+        tracker->Execute(points.data(), static_cast<int>(points.size()), 0.1f);
+    }
+    ASSERT_EQ(tracker->Report(reports, 4), 2);
+    EXPECT_NEAR(std::fabs(reports[0].angleDeg), 25.0, 2.0);
+    EXPECT_NEAR(std::fabs(reports[1].angleDeg), 25.0, 2.0);
+}
+
+TEST(KalmanTrack, OpenedVelocityFollowsATurnAtOnce) {
+    // Walking +x at 1 m/s for 3 s, then back at once; measured well.
+    auto run = [](bool open) {
+        radar_sdk::KalmanTrack track;
+        track.Start(2.0f, -30.0f, 0.0f, 0.05f, 1.0f, 1.0f);
+        float x = -1.0f;
+        const float y = 2.0f;
+        for (int i = 1; i <= 40; ++i) {
+            const bool back = i > 30;
+            x += back ? -0.1f : 0.1f;
+            track.Predict(0.1f, 2.0f);
+            if (open && i == 31) {
+                track.OpenVelocity(0.7f);
+            }
+            track.Update(std::hypot(x, y), static_cast<float>(std::atan2(x, y) * 180.0 / kPi),
+                         0.05f, 1.0f);
+            if (i == 33) {
+                return std::fabs(track.X() - x);
+            }
+        }
+        return 1e9f;
+    };
+    const float lagging = run(false), following = run(true);
+    EXPECT_LT(following, 0.5f * lagging);
+    EXPECT_LT(following, 0.06f);
+}
+
+}  // namespace
