@@ -148,7 +148,7 @@ void RadarFetch::FetchRadarSliceCB(void* slice) {
         s_nSliceCount = 1;
     } else if (s_nSliceCount == 1) {
         unpack_raw12(bytes, kSliceBytes, s_frameBuffer + kFrameSamples / 2);
-        if (s_pActivitySegment != nullptr && ActivitySegment::FetchRadarFrameCB != nullptr) {
+        if (s_pActivitySegment != nullptr) {
             ActivitySegment::FetchRadarFrameCB(s_frameBuffer);
         }
         s_nSliceCount = 0;

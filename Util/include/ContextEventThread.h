@@ -12,6 +12,8 @@
 #include <atomic>
 #include <string>
 
+#include "IContextEventSink.h"
+
 // One queued event.
 struct TEventMessage {
     int32_t id;        // chosen by the owner class; -1 for the stop request
@@ -21,7 +23,7 @@ struct TEventMessage {
     int32_t priority;  // smaller is handled first
 };
 
-class ContextEventThread {
+class ContextEventThread : public IContextEventSink {
 public:
     ContextEventThread();
     // Does not stop the thread (owners call Stop() first) and does not free
@@ -42,7 +44,7 @@ public:
 
     // Queues an event. Before Start() at most 16 are accepted; a refused
     // payload stays the caller's. \context Thread-safe.
-    bool PushEvent(int id, void* data, int priority);
+    bool PushEvent(int id, void* data, int priority) override;
     // Queues a message that the caller owns and keeps alive until handled;
     // only while the loop runs. \context Thread-safe.
     bool PushStaticEvent(TEventMessage* msg);

@@ -1,65 +1,20 @@
-// RadarFetch against a scripted motion sensor: this test program supplies
-// IMotionSensor::getInstance() itself, so the simulated module is not linked.
-#include <IMotionSensor.h>
+// RadarFetch against a scripted motion sensor. Assembled frames are seen as
+// the segmentation engine receives them.
 #include <gtest/gtest.h>
-#include <string.h>
 
 #include <string>
 #include <vector>
 
 #include "ActivitySegment.h"
+#include "PipelineFakes.h"
 #include "RadarFetch.h"
 
 namespace {
-
-class ScriptedSensor : public IMotionSensor {
-public:
-    int getPresenceReport(int request, uint8_t* buffer, int32_t* length) override {
-        lastRequest = request;
-        lastLength = *length;
-        if (presenceStatus != 0) {
-            return presenceStatus;
-        }
-        memcpy(buffer, report, sizeof(report));
-        return 0;
-    }
-    int getState(int32_t* state) override { return 0; }
-    int init() override { return initStatus; }
-    int start() override { return startStatus; }
-    int stop() override { return stopStatus; }
-    int getSensitivity(int32_t* value) override {
-        *value = sensitivity;
-        return sensitivityStatus;
-    }
-    int setSensitivity(int32_t) override { return 0; }
-    int getFirmwareVersion(float* version) override {
-        *version = firmware;
-        return firmwareStatus;
-    }
-    int motion_register_callback(MotionSliceCallback callback) override {
-        registered = callback;
-        return registerStatus;
-    }
-    int spiValidationCheck() override { return spiResult; }
-
-    uint8_t report[12] = {};
-    int presenceStatus = 0, initStatus = 0, startStatus = 0, stopStatus = 0;
-    int sensitivity = 2, sensitivityStatus = 0;
-    float firmware = 1.5f;
-    int firmwareStatus = 0, registerStatus = 0, spiResult = 1;
-    int lastRequest = 0;
-    int32_t lastLength = 0;
-    MotionSliceCallback registered = nullptr;
-};
-
-ScriptedSensor* g_sensor = nullptr;
-std::vector<std::vector<uint16_t>> g_frames;
 
 class RadarFetchTest : public ::testing::Test {
 protected:
     void SetUp() override {
         g_sensor = &m_sensor;
-        g_frames.clear();
         RadarFetch::SetActivitySegmentObj(nullptr);
         RadarFetch::Start();  // slice pairing starts from a clean frame
     }
@@ -81,19 +36,8 @@ protected:
     static void Deliver(std::vector<uint8_t>& slice) {
         RadarFetch::FetchRadarSliceCB(slice.data());
     }
-    ActivitySegment* Pipeline() { return reinterpret_cast<ActivitySegment*>(&m_pipelineTag); }
-
     ScriptedSensor m_sensor;
-    int m_pipelineTag = 0;
 };
-
-// Runs body with standard error (the host log) captured; returns the log.
-template <typename Body>
-std::string StderrOf(Body&& body) {
-    testing::internal::CaptureStderr();
-    body();
-    return testing::internal::GetCapturedStderr();
-}
 
 // Both halves of a frame: first half from slice a, second from slice b.
 void ExpectFrameOf(const std::vector<uint16_t>& frame, uint16_t a, uint16_t b) {
@@ -106,14 +50,6 @@ void ExpectFrameOf(const std::vector<uint16_t>& frame, uint16_t a, uint16_t b) {
 }
 
 }  // namespace
-
-IMotionSensor* IMotionSensor::getInstance() {
-    return g_sensor;
-}
-
-void ActivitySegment::FetchRadarFrameCB(unsigned short* raw) {
-    g_frames.emplace_back(raw, raw + RadarFetch::kFrameSamples);
-}
 
 TEST(RadarFetchUnpack, TwelveBitPairsComeOutInOrder) {
     const uint8_t packed[] = {0xAB, 0xCD, 0xEF, 0x00, 0x0F, 0xFF};
@@ -142,6 +78,11 @@ TEST(RadarFetchTestWord, TwelveBitSequenceFromSeedOne) {
 }
 
 TEST_F(RadarFetchTest, SlicesPairByArrivalOrderAcrossStartsNullsAndNoPipeline) {
+    ScopedRecordingEngine engine;
+    ActivitySegment pipeline(nullptr);
+    RadarFetch::SetActivitySegmentObj(nullptr);
+    RadarFetch::Start();
+    const std::vector<std::vector<uint16_t>>& frames = g_engine.frames;
     std::vector<std::vector<uint8_t>> slices;
     for (uint16_t value = 100; value <= 800; value += 100) {
         slices.push_back(Slice(value));
@@ -149,9 +90,9 @@ TEST_F(RadarFetchTest, SlicesPairByArrivalOrderAcrossStartsNullsAndNoPipeline) {
     // Without a pipeline frames are dropped, but the pairing goes on.
     Deliver(slices[0]);
     Deliver(slices[1]);
-    RadarFetch::SetActivitySegmentObj(Pipeline());
+    RadarFetch::SetActivitySegmentObj(&pipeline);
     Deliver(slices[2]);
-    EXPECT_TRUE(g_frames.empty());
+    EXPECT_TRUE(frames.empty());
     Deliver(slices[3]);
     // A start between halves makes the next slice a first half.
     Deliver(slices[4]);
@@ -162,12 +103,12 @@ TEST_F(RadarFetchTest, SlicesPairByArrivalOrderAcrossStartsNullsAndNoPipeline) {
     Deliver(slices[7]);
     std::string log = StderrOf([] { RadarFetch::FetchRadarSliceCB(nullptr); });
     EXPECT_NE(log.find("slice data is null"), std::string::npos) << log;
-    EXPECT_EQ(g_frames.size(), 2u);
+    EXPECT_EQ(frames.size(), 2u);
     Deliver(slices[0]);
-    ASSERT_EQ(g_frames.size(), 3u);
-    ExpectFrameOf(g_frames[0], 300, 400);
-    ExpectFrameOf(g_frames[1], 600, 700);
-    ExpectFrameOf(g_frames[2], 800, 100);
+    ASSERT_EQ(frames.size(), 3u);
+    ExpectFrameOf(frames[0], 300, 400);
+    ExpectFrameOf(frames[1], 600, 700);
+    ExpectFrameOf(frames[2], 800, 100);
 }
 
 TEST_F(RadarFetchTest, PresenceReportIsDecoded) {

@@ -1,0 +1,95 @@
+// Turns client method calls into work and answers: subscriptions are answered
+// at once, reads are queued to the dispatcher's own thread, and every result
+// the pipeline publishes is sent to each subscriber of its subject.
+#ifndef TESSIVO_SERVICEMANAGER_DISPATCHER_H
+#define TESSIVO_SERVICEMANAGER_DISPATCHER_H
+
+#include <gio/gio.h>
+
+#include <map>
+#include <vector>
+
+#include "BusNameWatch.h"
+#include "ContextEventThread.h"
+#include "IDispatcher.h"
+
+class ActivitySegment;
+class CRequester;
+
+// The subject under which the pipeline's activity results are published.
+#define KAE_SUBJECT_TRACK_SEGMENT "KAE/SUBSCRIBE/TRACK_SEGMENT/"
+
+class CDispatcher : public ContextEventThread, public IDispatcher {
+public:
+    // Request types of "RequestSync" and "Write".
+    enum {
+        REQUEST_READ = 1,
+        REQUEST_WRITE = 2,
+        REQUEST_SUBSCRIBE = 3,
+        REQUEST_UNSUBSCRIBE = 4,
+        REQUEST_REQUEST = 5,
+    };
+    // Event id of a queued read.
+    static const int kEventRead = 1;
+    // Queue priority of reads: ahead of published results (10).
+    static const int kReadPriority = 5;
+
+    CDispatcher();
+    // Does not stop the thread and does not delete the subscribers (Stop()
+    // does both); releases work left in the queue of a thread that is not
+    // running.
+    ~CDispatcher() override;
+
+    // \context Main thread.
+    bool Start(IServer* server) override;
+    // Drains the queue, ends the thread, then drops every subscription.
+    // \context Main thread.
+    bool Stop() override;
+    // "RequestSync". \context Main loop thread.
+    void OnMethodCallSync(const char* sender, GVariant* parameters,
+                          GDBusMethodInvocation* invocation) override;
+    // "Write": logged, never answered. \context Main loop thread.
+    void OnMethodWriteAsync(const char* sender, GVariant* parameters,
+                            GDBusMethodInvocation* invocation) override;
+    // Sends data to every subscriber of subject and takes data over (freed
+    // with free). \context Dispatcher thread (any thread is safe).
+    void OnPublish(const char* subject, int result, const char* data) override;
+    // Completion of an asynchronous request; deletes requester.
+    // \context Any thread.
+    void OnResponse(const char* subject, int result, const char* output, void* requester) override;
+    // \context Any thread.
+    void OnResponse(const char* subject, int result, void* variant, void* requester) override;
+
+    // \context Main thread, before Start.
+    void SetActivitySegment(ActivitySegment* activitySegment);
+    // Drops every subscription of a client that left the bus, as a failed
+    // signal would. \context Main loop thread.
+    void OnClientVanished(const char* sender);
+    // Number of subscriptions held. \context Thread-safe.
+    int GetSubscribeCount();
+
+protected:
+    void OnEvent(int id, void* data) override;
+
+private:
+    // Word of a request type for log lines; an unknown type gets an empty
+    // entry and prints as "(null)".
+    const char* __CommandWord(int type);
+    void __ClientEventHandling(int id, CRequester* requester);
+    void __InsertSubscribe(CRequester* requester);
+    CRequester* __FindSubscribe(CRequester* requester);
+    void __DeleteSubscribe(CRequester* requester);
+    void __RemoveAllSubscribe();
+    void __SetTrackSegmentSubscribe(bool subscribed);
+    static void _OnClientVanished(const char* sender, void* user);
+
+    std::vector<CRequester*> m_listSubscribe;
+    std::map<int, const char*> m_mapCommand;
+    ActivitySegment* m_pActivitySegment;
+    IServer* m_pServer;
+    CBusNameWatch m_busNameWatch;
+
+    static GMutex s_subscribeMutex;
+};
+
+#endif

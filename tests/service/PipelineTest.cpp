@@ -1,0 +1,257 @@
+// Reads and subscriptions end to end: the dispatcher, the D-Bus server and
+// the pipeline assembled (tests/pipeline-service) with the simulated module
+// streaming the default TV's scene of two people walking, on a private
+// system bus, driven by gdbus, kae-test-console and a client of our own that
+// keeps one connection across calls.
+#include <gio/gio.h>
+#include <json/json.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <regex>
+#include <sstream>
+
+#include "ServiceTest.h"
+
+namespace {
+
+const char kTrackSegment[] = "KAE/SUBSCRIBE/TRACK_SEGMENT/";
+
+// One client connection: calls RequestSync and counts the "Response"
+// signals addressed to it.
+class BusClient {
+public:
+    explicit BusClient(const std::string& address) {
+        m_context = g_main_context_new();
+        g_main_context_push_thread_default(m_context);
+        GError* error = nullptr;
+        m_connection = g_dbus_connection_new_for_address_sync(
+            address.c_str(),
+            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+            nullptr, nullptr, &error);
+        if (m_connection == nullptr) {
+            ADD_FAILURE() << "cannot connect: " << error->message;
+            g_clear_error(&error);
+        } else {
+            m_subscription = g_dbus_connection_signal_subscribe(
+                m_connection, "com.norvale.tv.tessivo", "com.norvale.tv.tessivo.interface",
+                "Response", "/com/norvale/tv/tessivo", nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnSignal,
+                this, nullptr);
+        }
+        g_main_context_pop_thread_default(m_context);
+    }
+    ~BusClient() {
+        if (m_connection != nullptr) {
+            g_dbus_connection_signal_unsubscribe(m_connection, m_subscription);
+            g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
+            g_object_unref(m_connection);
+        }
+        Pump(0);
+        g_main_context_unref(m_context);
+    }
+
+    // (result, output) of RequestSync; result 99 when the call failed.
+    std::pair<int, std::string> RequestSync(int type, const std::string& subject) {
+        if (m_connection == nullptr) {
+            return {99, "no connection"};
+        }
+        GError* error = nullptr;
+        GVariant* reply = g_dbus_connection_call_sync(
+            m_connection, "com.norvale.tv.tessivo", "/com/norvale/tv/tessivo",
+            "com.norvale.tv.tessivo.interface", "RequestSync",
+            g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(),
+                          ""),
+            G_VARIANT_TYPE("(is)"), G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
+        if (reply == nullptr) {
+            std::string message = error->message;
+            g_clear_error(&error);
+            return {99, message};
+        }
+        gint32 result = 0;
+        const gchar* output = nullptr;
+        g_variant_get(reply, "(i&s)", &result, &output);
+        std::pair<int, std::string> answer(result, output);
+        g_variant_unref(reply);
+        return answer;
+    }
+
+    // Dispatches what has arrived for up to ms milliseconds.
+    void Pump(int ms) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        do {
+            while (g_main_context_iteration(m_context, FALSE)) {
+            }
+            if (ms > 0) {
+                g_usleep(10000);
+            }
+        } while (std::chrono::steady_clock::now() < end);
+    }
+    bool WaitForResults(int count, int timeoutMs) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        while (m_results < count && std::chrono::steady_clock::now() < end) {
+            Pump(20);
+        }
+        return m_results >= count;
+    }
+    int Results() const { return m_results; }
+    const std::string& LastDocument() const { return m_last; }
+
+private:
+    static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                         GVariant* parameters, gpointer user) {
+        auto* self = static_cast<BusClient*>(user);
+        gint32 result = 0;
+        const gchar* subject = nullptr;
+        const gchar* output = nullptr;
+        g_variant_get(parameters, "(i&s&s)", &result, &subject, &output);
+        if (result == 10 && g_strcmp0(subject, kTrackSegment) == 0) {
+            ++self->m_results;
+            self->m_last = output;
+        }
+    }
+
+    GMainContext* m_context = nullptr;
+    GDBusConnection* m_connection = nullptr;
+    guint m_subscription = 0;
+    int m_reqId = 0;
+    int m_results = 0;
+    std::string m_last;
+};
+
+bool ParseJson(const std::string& text, Json::Value* value) {
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::istringstream in(text);
+    return Json::parseFromStream(builder, in, value, &errors);
+}
+
+class PipelineTest : public ServiceTest {
+protected:
+    Subprocess& StartPipeline() {
+        Subprocess& service = StartClient({Bin("pipeline_service")});
+        EXPECT_TRUE(WaitUntilServing(service)) << service.Stderr();
+        return service;
+    }
+};
+
+}  // namespace
+
+TEST_F(PipelineTest, PresenceReadsAnswerTheLatestPresenceResult) {
+    Subprocess& service = StartPipeline();
+    CommandResult before = CallService("RequestSync", {"1", "1", "7", "KAE/GET/PRESENCE/", ""});
+    EXPECT_EQ(before.out, "(0, '-1')\n") << before.err;
+
+    ASSERT_TRUE(service.Signal(SIGUSR1));
+    ASSERT_TRUE(service.WaitForStderr("presence reading published", kWaitMs));
+    CommandResult after = CallService("RequestSync", {"1", "1", "8", "KAE/GET/PRESENCE/", ""});
+    EXPECT_EQ(after.out, "(0, '1')\n") << "two people walk within reach: " << after.err;
+
+    CommandResult distance =
+        CallService("RequestSync", {"1", "1", "9", "KAE/GET/PRESENCE_DISTANCE/", ""});
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(
+        distance.out, match,
+        std::regex("^\\(0, '(\\{\"detection\":1,\"distance\":\"(\\d+\\.\\d\\d)\"\\})'\\)")))
+        << distance.out << distance.err;
+    double metres = std::stod(match[2]);
+    EXPECT_GT(metres, 1.0);
+    EXPECT_LT(metres, 4.0);
+
+    CommandResult console = Run({Bin("kae-test-console"), "--json", "read", "distance"});
+    ASSERT_EQ(console.exitCode, 0) << console.err;
+    Json::Value answer;
+    ASSERT_TRUE(ParseJson(console.out, &answer)) << console.out;
+    EXPECT_EQ(answer["result"].asInt(), 0);
+    EXPECT_EQ(answer["output"]["detection"].asInt(), 1);
+    EXPECT_EQ(answer["output"]["distance"].asString(), match[2].str());
+
+    CommandResult unknown = CallService("RequestSync", {"1", "1", "10", "KAE/GET/NOTHING/", ""});
+    EXPECT_EQ(unknown.out, "(-1, '{}')\n") << unknown.err;
+    CommandResult refused = CallService("RequestSync", {"1", "2", "11", "KAE/GET/PRESENCE/", ""});
+    EXPECT_EQ(refused.out, "(-3, '{}')\n") << refused.err;
+}
+
+TEST_F(PipelineTest, TwoConsoleSubscribersBothReceiveTracksOfThePeople) {
+    StartPipeline();
+    Subprocess& first =
+        StartClient({Bin("kae-test-console"), "subscribe", "--json", "--count", "30"});
+    Subprocess& second =
+        StartClient({Bin("kae-test-console"), "subscribe", "--json", "--count", "30"});
+    auto start = std::chrono::steady_clock::now();
+    for (Subprocess* client : {&first, &second}) {
+        int status = -1;
+        ASSERT_TRUE(client->WaitExit(kWaitMs * 2, &status)) << client->Stderr();
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << client->Stderr();
+    }
+    // Thirty results cannot come in much under three seconds at ten a second.
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500));
+
+    for (Subprocess* client : {&first, &second}) {
+        std::istringstream lines(client->Stdout());
+        std::string line;
+        int documents = 0, withPeople = 0;
+        while (std::getline(lines, line)) {
+            Json::Value signal;
+            ASSERT_TRUE(ParseJson(line, &signal)) << line;
+            EXPECT_EQ(signal["result"].asInt(), 10);
+            EXPECT_EQ(signal["subject"].asString(), kTrackSegment);
+            const Json::Value& result = signal["output"]["result"][0];
+            EXPECT_EQ(result["segments"][0]["num_of_segment"].asInt(), 6);
+            ++documents;
+            bool sensible = result["tracks"].size() >= 1 && result["tracks"].size() <= 3;
+            for (const Json::Value& track : result["tracks"]) {
+                double range = track["range"].asDouble();
+                sensible = sensible && range > 1.0 && range < 4.5 &&
+                           std::abs(track["angle"].asDouble()) < 60.0;
+            }
+            withPeople += sensible ? 1 : 0;
+        }
+        EXPECT_EQ(documents, 30);
+        // The first second belongs to the tracker's warm-up.
+        EXPECT_GE(withPeople, 15) << client->Stdout();
+    }
+}
+
+TEST_F(PipelineTest, SubscriptionRulesOfOneConnection) {
+    StartPipeline();
+    BusClient client(m_bus.Address());
+    EXPECT_EQ(client.RequestSync(3, kTrackSegment), std::make_pair(0, std::string("{}")));
+    EXPECT_EQ(client.RequestSync(3, kTrackSegment), std::make_pair(-3, std::string("{}")));
+    EXPECT_TRUE(client.WaitForResults(3, kWaitMs));
+    EXPECT_EQ(client.RequestSync(4, kTrackSegment), std::make_pair(0, std::string("{}")));
+    EXPECT_EQ(client.RequestSync(4, kTrackSegment), std::make_pair(-5, std::string("{}")));
+    EXPECT_EQ(client.RequestSync(5, kTrackSegment), std::make_pair(-3, std::string("{}")));
+}
+
+TEST_F(PipelineTest, OneClientUnsubscribingStopsPublicationForBoth) {
+    StartPipeline();
+    BusClient a(m_bus.Address());
+    BusClient b(m_bus.Address());
+    ASSERT_EQ(a.RequestSync(3, kTrackSegment).first, 0);
+    ASSERT_EQ(b.RequestSync(3, kTrackSegment).first, 0);
+    ASSERT_TRUE(a.WaitForResults(3, kWaitMs));
+    ASSERT_TRUE(b.WaitForResults(3, kWaitMs));
+    ASSERT_EQ(a.RequestSync(4, kTrackSegment).first, 0);
+    b.Pump(500);  // what was already on its way
+    int before = b.Results();
+    b.Pump(1500);
+    EXPECT_EQ(b.Results(), before) << "publication goes on after an unsubscribe";
+    // A new subscription switches it on again for everybody subscribed.
+    ASSERT_EQ(a.RequestSync(3, kTrackSegment).first, 0);
+    EXPECT_TRUE(b.WaitForResults(before + 3, kWaitMs));
+}
+
+TEST_F(PipelineTest, ASubscriberKilledWithSigkillIsDropped) {
+    Subprocess& service = StartPipeline();
+    Subprocess& client = StartClient({Bin("kae-test-console"), "subscribe"});
+    ASSERT_TRUE(client.WaitForStdout("TRACK_SEGMENT", kWaitMs)) << client.Stderr();
+    ASSERT_TRUE(client.Signal(SIGKILL));
+    ASSERT_TRUE(client.WaitExit(kWaitMs));
+    EXPECT_TRUE(service.WaitForStderr("left the bus", kWaitMs)) << service.Stderr();
+    // Nobody is left, so nothing is sent any more: a monitor sees no result.
+    Subprocess& monitor = StartMonitor();
+    PollUntil(1500, [] { return false; });
+    EXPECT_EQ(monitor.Stdout().find("member=Response"), std::string::npos) << monitor.Stdout();
+}
