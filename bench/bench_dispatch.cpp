@@ -43,6 +43,7 @@
 #include "ActivitySegment.h"
 #include "DBusServer.h"
 #include "Dispatcher.h"
+#include "KaeBusClient.h"
 #include "RadarFetch.h"
 #include "RadarFrameFormat.h"
 #include "Scene.h"
@@ -103,109 +104,6 @@ private:
     int64_t m_count = 0;
     int64_t m_withTracks = 0;
     Clock::time_point m_last;
-};
-
-// One client connection to the private bus, calling RequestSync
-// synchronously; as a subscriber it counts the track signals sent to it.
-class BusClient {
-public:
-    BusClient(const std::string& address, SignalCounter* counter, std::string* error)
-        : m_counter(counter) {
-        GError* gerror = nullptr;
-        m_connection = g_dbus_connection_new_for_address_sync(
-            address.c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, &gerror);
-        if (m_connection == nullptr) {
-            *error = std::string("cannot connect to the bus: ") + gerror->message;
-            g_clear_error(&gerror);
-            return;
-        }
-        if (m_counter != nullptr) {
-            m_filter = g_dbus_connection_add_filter(m_connection, CountResponse, this, nullptr);
-        }
-    }
-    ~BusClient() {
-        if (m_connection != nullptr) {
-            if (m_filter != 0) {
-                g_dbus_connection_remove_filter(m_connection, m_filter);
-            }
-            g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-            g_object_unref(m_connection);
-        }
-    }
-    BusClient(const BusClient&) = delete;
-    BusClient& operator=(const BusClient&) = delete;
-
-    bool Ok() const { return m_connection != nullptr; }
-
-    // (result, output) of RequestSync; result 99 with the error's text when
-    // the call failed.
-    std::pair<int, std::string> RequestSync(int type, const char* subject) {
-        GError* error = nullptr;
-        GVariant* reply = g_dbus_connection_call_sync(
-            m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, "RequestSync",
-            g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject, ""),
-            G_VARIANT_TYPE("(is)"), G_DBUS_CALL_FLAGS_NONE, kSignalTimeoutMs, nullptr, &error);
-        if (reply == nullptr) {
-            std::string message = error->message;
-            g_clear_error(&error);
-            return {99, message};
-        }
-        gint32 result = 0;
-        const gchar* output = nullptr;
-        g_variant_get(reply, "(i&s)", &result, &output);
-        std::pair<int, std::string> answer(result, output);
-        g_variant_unref(reply);
-        return answer;
-    }
-
-    bool NameHasOwner(const char* name) {
-        GVariant* reply = g_dbus_connection_call_sync(
-            m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "NameHasOwner", g_variant_new("(s)", name), G_VARIANT_TYPE("(b)"),
-            G_DBUS_CALL_FLAGS_NONE, kSignalTimeoutMs, nullptr, nullptr);
-        if (reply == nullptr) {
-            return false;
-        }
-        gboolean owned = FALSE;
-        g_variant_get(reply, "(b)", &owned);
-        g_variant_unref(reply);
-        return owned != FALSE;
-    }
-
-private:
-    // Runs on GDBus's worker thread; takes the counted signals out of the
-    // stream (nobody else listens for them) and passes everything else on.
-    static GDBusMessage* CountResponse(GDBusConnection*, GDBusMessage* message, gboolean incoming,
-                                       gpointer user) {
-        if (!incoming || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_SIGNAL ||
-            g_strcmp0(g_dbus_message_get_member(message), KAE_DBUS_SIGNAL) != 0 ||
-            g_strcmp0(g_dbus_message_get_interface(message), KAE_DBUS_INTERFACE) != 0) {
-            return message;
-        }
-        GVariant* body = g_dbus_message_get_body(message);
-        if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(iss)"))) {
-            return message;
-        }
-        gint32 result = 0;
-        const gchar* subject = nullptr;
-        const gchar* output = nullptr;
-        g_variant_get(body, "(i&s&s)", &result, &subject, &output);
-        if (result != ActivitySegment::kDispatcherResultEvent ||
-            g_strcmp0(subject, KAE_SUBJECT_TRACK_SEGMENT) != 0) {
-            return message;
-        }
-        static_cast<BusClient*>(user)->m_counter->Add(strstr(output, "\"tracks\"") != nullptr);
-        g_object_unref(message);
-        return nullptr;
-    }
-
-    SignalCounter* m_counter;
-    GDBusConnection* m_connection = nullptr;
-    guint m_filter = 0;
-    int m_reqId = 0;
 };
 
 // Runs work on the thread of the default main context's loop and waits for
@@ -269,7 +167,7 @@ public:
     }
     SignalCounter& Counter() { return m_counter; }
     ActivitySegment* Pipeline() { return m_pipeline; }
-    BusClient& Reader() { return *m_reader; }
+    KaeBusClient& Reader() { return *m_reader; }
 
     // Exactly n subscriber connections, each subscribed to the tracks on its
     // own connection.
@@ -284,8 +182,12 @@ public:
             m_subscribers.pop_back();
         }
         while (m_subscribers.size() < n) {
-            auto client = std::make_unique<BusClient>(m_bus.Address(), &m_counter, error);
+            auto client =
+                std::make_unique<KaeBusClient>(m_bus.Address(), [this](const char* document) {
+                    m_counter.Add(strstr(document, "\"tracks\"") != nullptr);
+                });
             if (!client->Ok()) {
+                *error = client->Error();
                 return false;
             }
             std::pair<int, std::string> answer =
@@ -373,8 +275,9 @@ private:
         }
         m_pipeline->Start();
 
-        m_reader = std::make_unique<BusClient>(m_bus.Address(), nullptr, error);
+        m_reader = std::make_unique<KaeBusClient>(m_bus.Address());
         if (!m_reader->Ok()) {
+            *error = m_reader->Error();
             return false;
         }
         // The name is owned a moment before the object is exported: wait
@@ -457,8 +360,8 @@ private:
     CDBusServer* m_server = nullptr;
     ActivitySegment* m_pipeline = nullptr;
     SignalCounter m_counter;
-    std::unique_ptr<BusClient> m_reader;
-    std::vector<std::unique_ptr<BusClient>> m_subscribers;
+    std::unique_ptr<KaeBusClient> m_reader;
+    std::vector<std::unique_ptr<KaeBusClient>> m_subscribers;
 };
 
 // One frame's two slices through the slice callback; true when all
@@ -550,7 +453,7 @@ void BM_PresenceReadRoundTrip(benchmark::State& state) {
         return;
     }
     fixture->Pipeline()->SetPresenceResult(1, 2.35);
-    BusClient& reader = fixture->Reader();
+    KaeBusClient& reader = fixture->Reader();
     Clock::time_point start = Clock::now();
     for (auto _ : state) {
         std::pair<int, std::string> answer =

@@ -1,9 +1,8 @@
 // Reads and subscriptions end to end: the dispatcher, the D-Bus server and
 // the pipeline assembled (tests/pipeline-service) with the simulated module
 // streaming the default TV's scene of two people walking, on a private
-// system bus, driven by gdbus, kae-test-console and a client of our own that
-// keeps one connection across calls.
-#include <gio/gio.h>
+// system bus, driven by gdbus, kae-test-console and KaeBusClient, which keeps
+// one connection across calls.
 #include <json/json.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -12,113 +11,12 @@
 #include <regex>
 #include <sstream>
 
+#include "KaeBusClient.h"
 #include "ServiceTest.h"
 
 namespace {
 
 const char kTrackSegment[] = "KAE/SUBSCRIBE/TRACK_SEGMENT/";
-
-// One client connection: calls RequestSync and counts the "Response"
-// signals addressed to it.
-class BusClient {
-public:
-    explicit BusClient(const std::string& address) {
-        m_context = g_main_context_new();
-        g_main_context_push_thread_default(m_context);
-        GError* error = nullptr;
-        m_connection = g_dbus_connection_new_for_address_sync(
-            address.c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, &error);
-        if (m_connection == nullptr) {
-            ADD_FAILURE() << "cannot connect: " << error->message;
-            g_clear_error(&error);
-        } else {
-            m_subscription = g_dbus_connection_signal_subscribe(
-                m_connection, "com.norvale.tv.tessivo", "com.norvale.tv.tessivo.interface",
-                "Response", "/com/norvale/tv/tessivo", nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnSignal,
-                this, nullptr);
-        }
-        g_main_context_pop_thread_default(m_context);
-    }
-    ~BusClient() {
-        if (m_connection != nullptr) {
-            g_dbus_connection_signal_unsubscribe(m_connection, m_subscription);
-            g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
-            g_object_unref(m_connection);
-        }
-        Pump(0);
-        g_main_context_unref(m_context);
-    }
-
-    // (result, output) of RequestSync; result 99 when the call failed.
-    std::pair<int, std::string> RequestSync(int type, const std::string& subject) {
-        if (m_connection == nullptr) {
-            return {99, "no connection"};
-        }
-        GError* error = nullptr;
-        GVariant* reply = g_dbus_connection_call_sync(
-            m_connection, "com.norvale.tv.tessivo", "/com/norvale/tv/tessivo",
-            "com.norvale.tv.tessivo.interface", "RequestSync",
-            g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(),
-                          ""),
-            G_VARIANT_TYPE("(is)"), G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
-        if (reply == nullptr) {
-            std::string message = error->message;
-            g_clear_error(&error);
-            return {99, message};
-        }
-        gint32 result = 0;
-        const gchar* output = nullptr;
-        g_variant_get(reply, "(i&s)", &result, &output);
-        std::pair<int, std::string> answer(result, output);
-        g_variant_unref(reply);
-        return answer;
-    }
-
-    // Dispatches what has arrived for up to ms milliseconds.
-    void Pump(int ms) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        do {
-            while (g_main_context_iteration(m_context, FALSE)) {
-            }
-            if (ms > 0) {
-                g_usleep(10000);
-            }
-        } while (std::chrono::steady_clock::now() < end);
-    }
-    bool WaitForResults(int count, int timeoutMs) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        while (m_results < count && std::chrono::steady_clock::now() < end) {
-            Pump(20);
-        }
-        return m_results >= count;
-    }
-    int Results() const { return m_results; }
-    const std::string& LastDocument() const { return m_last; }
-
-private:
-    static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
-                         GVariant* parameters, gpointer user) {
-        auto* self = static_cast<BusClient*>(user);
-        gint32 result = 0;
-        const gchar* subject = nullptr;
-        const gchar* output = nullptr;
-        g_variant_get(parameters, "(i&s&s)", &result, &subject, &output);
-        if (result == 10 && g_strcmp0(subject, kTrackSegment) == 0) {
-            ++self->m_results;
-            self->m_last = output;
-        }
-    }
-
-    GMainContext* m_context = nullptr;
-    GDBusConnection* m_connection = nullptr;
-    guint m_subscription = 0;
-    int m_reqId = 0;
-    int m_results = 0;
-    std::string m_last;
-};
 
 bool ParseJson(const std::string& text, Json::Value* value) {
     Json::CharReaderBuilder builder;
@@ -216,7 +114,7 @@ TEST_F(PipelineTest, TwoConsoleSubscribersBothReceiveTracksOfThePeople) {
 
 TEST_F(PipelineTest, SubscriptionRulesOfOneConnection) {
     StartPipeline();
-    BusClient client(m_bus.Address());
+    KaeBusClient client(m_bus.Address());
     EXPECT_EQ(client.RequestSync(3, kTrackSegment), std::make_pair(0, std::string("{}")));
     EXPECT_EQ(client.RequestSync(3, kTrackSegment), std::make_pair(-3, std::string("{}")));
     EXPECT_TRUE(client.WaitForResults(3, kWaitMs));
@@ -227,17 +125,16 @@ TEST_F(PipelineTest, SubscriptionRulesOfOneConnection) {
 
 TEST_F(PipelineTest, OneClientUnsubscribingStopsPublicationForBoth) {
     StartPipeline();
-    BusClient a(m_bus.Address());
-    BusClient b(m_bus.Address());
+    KaeBusClient a(m_bus.Address());
+    KaeBusClient b(m_bus.Address());
     ASSERT_EQ(a.RequestSync(3, kTrackSegment).first, 0);
     ASSERT_EQ(b.RequestSync(3, kTrackSegment).first, 0);
     ASSERT_TRUE(a.WaitForResults(3, kWaitMs));
     ASSERT_TRUE(b.WaitForResults(3, kWaitMs));
     ASSERT_EQ(a.RequestSync(4, kTrackSegment).first, 0);
-    b.Pump(500);  // what was already on its way
+    PollUntil(500, [] { return false; });  // what was already on its way
     int before = b.Results();
-    b.Pump(1500);
-    EXPECT_EQ(b.Results(), before) << "publication goes on after an unsubscribe";
+    EXPECT_FALSE(b.WaitForResults(before + 1, 1500)) << "publication goes on after an unsubscribe";
     // A new subscription switches it on again for everybody subscribed.
     ASSERT_EQ(a.RequestSync(3, kTrackSegment).first, 0);
     EXPECT_TRUE(b.WaitForResults(before + 3, kWaitMs));
