@@ -60,7 +60,6 @@ static_assert(radar::kFrameBytes == 2 * RadarFetch::kSliceBytes,
 
 const char kScene[] = "three-people";
 const int64_t kFrames = 300;  // 30 s of the scene, replayed in a loop
-const char kPresenceSubject[] = "KAE/GET/PRESENCE/";
 const int kSignalTimeoutMs = 5000;
 const int kSetupTimeoutMs = 10000;
 
@@ -292,7 +291,7 @@ private:
         }
         for (;;) {
             std::pair<int, std::string> answer =
-                m_reader->RequestSync(CDispatcher::REQUEST_READ, kPresenceSubject);
+                m_reader->RequestSync(CDispatcher::REQUEST_READ, KAE_SUBJECT_PRESENCE);
             if (answer.first != 99) {
                 break;
             }
@@ -457,7 +456,7 @@ void BM_PresenceReadRoundTrip(benchmark::State& state) {
     Clock::time_point start = Clock::now();
     for (auto _ : state) {
         std::pair<int, std::string> answer =
-            reader.RequestSync(CDispatcher::REQUEST_READ, kPresenceSubject);
+            reader.RequestSync(CDispatcher::REQUEST_READ, KAE_SUBJECT_PRESENCE);
         if (answer.first != ActivitySegment::kReadDone || answer.second != "1") {
             state.SkipWithError(
                 ("unexpected answer " + std::to_string(answer.first) + " '" + answer.second + "'")

@@ -13,13 +13,12 @@
 #include "ContextAutoLock.h"
 #include "ContextClock.h"
 #include "ContextLog.h"
+#include "KaeInterface.h"
 #include "RadarCube.h"
 #include "RadarFetch.h"
 
 namespace {
 
-const char kSubjectPresence[] = "KAE/GET/PRESENCE/";
-const char kSubjectPresenceDistance[] = "KAE/GET/PRESENCE_DISTANCE/";
 const char kDetectionKey[] = "detection";
 const char kDistanceKey[] = "distance";
 // The distance text is formatted into a buffer of this size.
@@ -379,7 +378,7 @@ int ActivitySegment::Read(const char* subject, const char* arg, char** out) {
     if (m_nPresence == kReadNoPresence) {
         return kReadNoPresence;
     }
-    if (strcmp(subject, kSubjectPresence) == 0) {
+    if (strcmp(subject, KAE_SUBJECT_PRESENCE) == 0) {
         const std::string text = std::to_string(m_nPresence);
         if (!CopyOut(text.c_str(), out)) {
             return kReadNoPresence;
@@ -387,7 +386,7 @@ int ActivitySegment::Read(const char* subject, const char* arg, char** out) {
         KAE_LOGI("presence : %s", *out);
         return kReadDone;
     }
-    if (strcmp(subject, kSubjectPresenceDistance) == 0) {
+    if (strcmp(subject, KAE_SUBJECT_PRESENCE_DISTANCE) == 0) {
         if (!CopyOut(m_presenceData.MakeStr(), out)) {
             return kReadNoPresence;
         }

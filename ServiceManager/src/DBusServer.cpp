@@ -147,7 +147,7 @@ void CDBusServer::OnSend(void* invocation, GVariant* parameters) {
 
 void CDBusServer::SendStopSignalToClient() {
     KAE_LOGI("SendStopSignalToClient");
-    OnPublish(nullptr, g_variant_new("(iss)", 0, "BYE", "{}"));
+    OnPublish(nullptr, g_variant_new("(iss)", 0, KAE_SUBJECT_BYE, "{}"));
     GDBusConnection* connection = m_connection.load();
     if (connection != nullptr) {
         g_dbus_connection_flush_sync(connection, nullptr, nullptr);
@@ -158,7 +158,7 @@ void CDBusServer::__SendStartSignalToClient() {
     ContextData whiteList;
     __GetWhitelistApps(whiteList);
     KAE_LOGI("__SendStartSignalToClient");
-    OnPublish(nullptr, g_variant_new("(iss)", 0, "HELLO", whiteList.MakeStr()));
+    OnPublish(nullptr, g_variant_new("(iss)", 0, KAE_SUBJECT_HELLO, whiteList.MakeStr()));
 }
 
 void CDBusServer::__GetWhitelistApps(ContextData& data) {

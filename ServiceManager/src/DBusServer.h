@@ -10,16 +10,10 @@
 
 #include "IDBusServer.h"
 #include "IServer.h"
+#include "KaeInterface.h"
 
 class ContextData;
 class IDispatcher;
-
-#define KAE_DBUS_NAME "com.norvale.tv.tessivo"
-#define KAE_DBUS_PATH "/com/norvale/tv/tessivo"
-#define KAE_DBUS_INTERFACE "com.norvale.tv.tessivo.interface"
-#define KAE_DBUS_SIGNAL "Response"
-// Answer to request calls on a TV that has no sensing service behind the bus.
-#define KAE_DBUS_ERROR_NOT_AVAILABLE "com.norvale.tv.tessivo.Error.NotAvailable"
 
 class CDBusServer : public IServer, public IDBusServer {
 public:

@@ -12,12 +12,12 @@
 #include "BusNameWatch.h"
 #include "ContextEventThread.h"
 #include "IDispatcher.h"
+#include "KaeInterface.h"
 
 class ActivitySegment;
 class CRequester;
 
 // The subject under which the pipeline's activity results are published.
-#define KAE_SUBJECT_TRACK_SEGMENT "KAE/SUBSCRIBE/TRACK_SEGMENT/"
 
 class CDispatcher : public ContextEventThread, public IDispatcher {
 public:

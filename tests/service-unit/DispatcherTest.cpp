@@ -16,7 +16,7 @@
 
 namespace {
 
-const char kTrack[] = "KAE/SUBSCRIBE/TRACK_SEGMENT/";
+const char kTrack[] = KAE_SUBJECT_TRACK_SEGMENT;
 
 struct Signal {
     std::string destination;

@@ -5,13 +5,10 @@
 #include <chrono>
 
 #include "ContextAutoLock.h"
+#include "KaeInterface.h"
 
 namespace {
 
-const char kName[] = "com.norvale.tv.tessivo";
-const char kPath[] = "/com/norvale/tv/tessivo";
-const char kInterface[] = "com.norvale.tv.tessivo.interface";
-const char kTrackSubject[] = "KAE/SUBSCRIBE/TRACK_SEGMENT/";
 const int kTrackResult = 10;
 
 }  // namespace
@@ -53,7 +50,7 @@ std::pair<int, std::string> KaeBusClient::RequestSync(int type, const std::strin
     }
     GError* error = nullptr;
     GVariant* reply = g_dbus_connection_call_sync(
-        m_connection, kName, kPath, kInterface, "RequestSync",
+        m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, "RequestSync",
         g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(), ""),
         G_VARIANT_TYPE("(is)"), G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &error);
     if (reply == nullptr) {
@@ -109,8 +106,8 @@ void KaeBusClient::_ReleaseFilterReference(gpointer reference) {
 GDBusMessage* KaeBusClient::_Filter(GDBusConnection*, GDBusMessage* message, gboolean incoming,
                                     gpointer user) {
     if (!incoming || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_SIGNAL ||
-        g_strcmp0(g_dbus_message_get_member(message), "Response") != 0 ||
-        g_strcmp0(g_dbus_message_get_interface(message), kInterface) != 0) {
+        g_strcmp0(g_dbus_message_get_member(message), KAE_DBUS_SIGNAL) != 0 ||
+        g_strcmp0(g_dbus_message_get_interface(message), KAE_DBUS_INTERFACE) != 0) {
         return message;
     }
     GVariant* body = g_dbus_message_get_body(message);
@@ -121,7 +118,7 @@ GDBusMessage* KaeBusClient::_Filter(GDBusConnection*, GDBusMessage* message, gbo
     const gchar* subject = nullptr;
     const gchar* output = nullptr;
     g_variant_get(body, "(i&s&s)", &result, &subject, &output);
-    if (result != kTrackResult || g_strcmp0(subject, kTrackSubject) != 0) {
+    if (result != kTrackResult || g_strcmp0(subject, KAE_SUBJECT_TRACK_SEGMENT) != 0) {
         return message;
     }
     CONTEXT_SYNC_ACQUIRE(user);

@@ -1,5 +1,7 @@
 #include "ServiceTest.h"
 
+#include "KaeInterface.h"
+
 #include <pwd.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -127,11 +129,11 @@ CommandResult ServiceTest::CallService(const std::string& method,
                                      "--timeout",
                                      std::to_string(timeoutSeconds),
                                      "--dest",
-                                     "com.norvale.tv.tessivo",
+                                     KAE_DBUS_NAME,
                                      "--object-path",
-                                     "/com/norvale/tv/tessivo",
+                                     KAE_DBUS_PATH,
                                      "--method",
-                                     "com.norvale.tv.tessivo.interface." + method};
+                                     std::string(KAE_DBUS_INTERFACE) + "." + method};
     argv.insert(argv.end(), args.begin(), args.end());
     return Run(argv, user, (timeoutSeconds + 10) * 1000);
 }
@@ -139,7 +141,7 @@ CommandResult ServiceTest::CallService(const std::string& method,
 std::string ServiceTest::NameOwner() {
     CommandResult result = Run({"gdbus", "call", "--system", "--dest", "org.freedesktop.DBus",
                                 "--object-path", "/org/freedesktop/DBus", "--method",
-                                "org.freedesktop.DBus.GetNameOwner", "com.norvale.tv.tessivo"});
+                                "org.freedesktop.DBus.GetNameOwner", KAE_DBUS_NAME});
     if (result.exitCode != 0) {
         return "";
     }

@@ -143,10 +143,10 @@ TEST(KaeTestConsoleFormat, ActivityResultBecomesOneCompactLine) {
     EXPECT_EQ(ConsoleFormat::ActivityHuman(failed),
               "status failure, segments 0,0,0,0,0,0 | no tracks");
 
-    EXPECT_EQ(ConsoleFormat::SignalHuman(kConsolePublishedResult, KAE_CONSOLE_SUBJECT_TRACK_SEGMENT,
-                                         kOneTrack),
-              "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 angle -12.50 "
-              "velocity 0.25");
+    EXPECT_EQ(
+        ConsoleFormat::SignalHuman(kConsolePublishedResult, KAE_SUBJECT_TRACK_SEGMENT, kOneTrack),
+        "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 angle -12.50 "
+        "velocity 0.25");
 }
 
 TEST(KaeTestConsoleFormat, UnexpectedActivityDocumentsFallBackToTheRawText) {
@@ -167,23 +167,23 @@ TEST(KaeTestConsoleFormat, UnexpectedActivityDocumentsFallBackToTheRawText) {
     };
     for (const auto& text : unexpected) {
         EXPECT_EQ(ConsoleFormat::ActivityHuman(text), "") << text;
-        EXPECT_EQ(ConsoleFormat::SignalHuman(kConsolePublishedResult,
-                                             KAE_CONSOLE_SUBJECT_TRACK_SEGMENT, text),
-                  "TRACK_SEGMENT unrecognised result: " + text);
+        EXPECT_EQ(
+            ConsoleFormat::SignalHuman(kConsolePublishedResult, KAE_SUBJECT_TRACK_SEGMENT, text),
+            "TRACK_SEGMENT unrecognised result: " + text);
     }
 }
 
 TEST(KaeTestConsoleFormat, SignalsForAPersonStayOnOneLine) {
-    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_CONSOLE_SUBJECT_HELLO, kWhiteList),
+    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_SUBJECT_HELLO, kWhiteList),
               "HELLO service started; white list: sensord, apps/org.tizen.kiv-app/bin/KivApp.dll, "
               "apps/com.norvale.tv.KAEDemoViewer/bin/KAEDemoViewer.dll, kae-test-console");
-    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_CONSOLE_SUBJECT_HELLO, "odd\ntext"),
+    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_SUBJECT_HELLO, "odd\ntext"),
               "HELLO service started; odd\\ntext");
-    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_CONSOLE_SUBJECT_BYE, "{}"), "BYE service stopping");
+    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_SUBJECT_BYE, "{}"), "BYE service stopping");
     // A result that is not the usual one for the subject is shown.
-    EXPECT_EQ(ConsoleFormat::SignalHuman(-3, KAE_CONSOLE_SUBJECT_BYE, "{}"),
+    EXPECT_EQ(ConsoleFormat::SignalHuman(-3, KAE_SUBJECT_BYE, "{}"),
               "BYE service stopping (result -3 (refused or duplicate))");
-    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_CONSOLE_SUBJECT_TRACK_SEGMENT, kOneTrack),
+    EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_SUBJECT_TRACK_SEGMENT, kOneTrack),
               "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 angle -12.50 "
               "velocity 0.25 (result 0 (done))");
     EXPECT_EQ(ConsoleFormat::SignalHuman(7, "OTHER\t1", "a\r\nb\x01"),
@@ -230,24 +230,24 @@ TEST(KaeTestConsoleFormat, OutputIsEmbeddedAsJsonOnlyWhenItIsOneWholeValue) {
 }
 
 TEST(KaeTestConsoleFormat, MethodAnswers) {
-    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_CONSOLE_SUBJECT_PRESENCE, 0, "1"),
+    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE, 0, "1"),
               "KAE/GET/PRESENCE/ result 0 (done): presence 1");
-    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_CONSOLE_SUBJECT_DISTANCE, 0,
+    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, 0,
                                           "{\"detection\":1,\"distance\":\"1.28\"}"),
               "KAE/GET/PRESENCE_DISTANCE/ result 0 (done): detection 1, distance 1.28");
-    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_CONSOLE_SUBJECT_DISTANCE, -4, "{}"),
+    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, -4, "{}"),
               "KAE/GET/PRESENCE_DISTANCE/ result -4 (no presence data)");
-    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_CONSOLE_SUBJECT_DISTANCE, 0, "{\"detection\":1}"),
+    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, 0, "{\"detection\":1}"),
               "KAE/GET/PRESENCE_DISTANCE/ result 0 (done): {\"detection\":1}");
-    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_CONSOLE_SUBJECT_PRESENCE, 0, ""),
+    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE, 0, ""),
               "KAE/GET/PRESENCE/ result 0 (done): ");
     EXPECT_EQ(ConsoleFormat::RequestHuman("X", 42, "{}"), "X result 42");
 
-    EXPECT_EQ(ConsoleFormat::RequestJson(1, KAE_CONSOLE_SUBJECT_PRESENCE, 0, "1"),
+    EXPECT_EQ(ConsoleFormat::RequestJson(1, KAE_SUBJECT_PRESENCE, 0, "1"),
               "{\"method\":\"RequestSync\",\"type\":1,\"subject\":\"KAE/GET/PRESENCE/\","
               "\"result\":0,\"output\":1}");
     Json::Value distance = ParseLine(ConsoleFormat::RequestJson(
-        1, KAE_CONSOLE_SUBJECT_DISTANCE, 0, "{\"detection\":1,\"distance\":\"1.28\"}"));
+        1, KAE_SUBJECT_PRESENCE_DISTANCE, 0, "{\"detection\":1,\"distance\":\"1.28\"}"));
     EXPECT_EQ(distance["output"]["distance"].asString(), "1.28");
 
     EXPECT_EQ(ConsoleFormat::EnableHuman(true, kWhiteList),

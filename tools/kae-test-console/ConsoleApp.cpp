@@ -30,9 +30,9 @@ int CConsoleApp::Run() {
         case ConsoleCommand::ENABLE:
             return __RunEnable();
         case ConsoleCommand::READ_PRESENCE:
-            return __RunRead(KAE_CONSOLE_SUBJECT_PRESENCE);
+            return __RunRead(KAE_SUBJECT_PRESENCE);
         case ConsoleCommand::READ_DISTANCE:
-            return __RunRead(KAE_CONSOLE_SUBJECT_DISTANCE);
+            return __RunRead(KAE_SUBJECT_PRESENCE_DISTANCE);
         case ConsoleCommand::WATCH:
             return __RunWatch();
         case ConsoleCommand::SUBSCRIBE:
@@ -193,9 +193,9 @@ int CConsoleApp::__RunSubscribe() {
     // Results may follow the answer closely; be listening before asking.
     m_client.SubscribeResponse(
         [this](int result, const std::string& subject, const std::string& output) {
-            if (subject == KAE_CONSOLE_SUBJECT_TRACK_SEGMENT) {
+            if (subject == KAE_SUBJECT_TRACK_SEGMENT) {
                 __PrintSignal(result, subject, output);
-            } else if (subject == KAE_CONSOLE_SUBJECT_BYE) {
+            } else if (subject == KAE_SUBJECT_BYE) {
                 Note("tessivo service is stopping");
             }
         });
@@ -203,16 +203,16 @@ int CConsoleApp::__RunSubscribe() {
     int result = 0;
     std::string output;
     TessivoError error;
-    if (!m_client.RequestSync(kConsoleRequestSubscribe, KAE_CONSOLE_SUBJECT_TRACK_SEGMENT, "",
+    if (!m_client.RequestSync(kConsoleRequestSubscribe, KAE_SUBJECT_TRACK_SEGMENT, "",
                               m_options.timeoutMs, &result, &output, &error)) {
         return __Fail(error);
     }
     if (result != 0) {
-        Note("subscription to " KAE_CONSOLE_SUBJECT_TRACK_SEGMENT " refused: result " +
+        Note("subscription to " KAE_SUBJECT_TRACK_SEGMENT " refused: result " +
              ConsoleFormat::ResultText(result));
         return kConsoleExitFailure;
     }
-    Note("subscribed to " KAE_CONSOLE_SUBJECT_TRACK_SEGMENT "; waiting for results");
+    Note("subscribed to " KAE_SUBJECT_TRACK_SEGMENT "; waiting for results");
 
     m_client.WatchService([this](const std::string& owner) {
         m_ownerKnown = true;
@@ -240,7 +240,7 @@ int CConsoleApp::__Unsubscribe() {
     int result = 0;
     std::string output;
     TessivoError error;
-    if (!m_client.RequestSync(kConsoleRequestUnsubscribe, KAE_CONSOLE_SUBJECT_TRACK_SEGMENT, "",
+    if (!m_client.RequestSync(kConsoleRequestUnsubscribe, KAE_SUBJECT_TRACK_SEGMENT, "",
                               m_options.timeoutMs, &result, &output, &error)) {
         Note("unsubscribe failed: " + CTessivoClient::Describe(error));
         return kConsoleExitFailure;
@@ -249,6 +249,6 @@ int CConsoleApp::__Unsubscribe() {
         Note("unsubscribe answered result " + ConsoleFormat::ResultText(result));
         return kConsoleExitFailure;
     }
-    Note("unsubscribed from " KAE_CONSOLE_SUBJECT_TRACK_SEGMENT);
+    Note("unsubscribed from " KAE_SUBJECT_TRACK_SEGMENT);
     return kConsoleExitOk;
 }

@@ -202,7 +202,7 @@ std::string ActivityHuman(const std::string& output) {
 std::string SignalHuman(int result, const std::string& subject, const std::string& output) {
     std::string line;
     int expected = 0;
-    if (subject == KAE_CONSOLE_SUBJECT_HELLO) {
+    if (subject == KAE_SUBJECT_HELLO) {
         std::vector<std::string> names;
         line = "HELLO service started; ";
         if (WhiteList(output, &names)) {
@@ -213,12 +213,12 @@ std::string SignalHuman(int result, const std::string& subject, const std::strin
         } else {
             line += OneLine(output);
         }
-    } else if (subject == KAE_CONSOLE_SUBJECT_BYE) {
+    } else if (subject == KAE_SUBJECT_BYE) {
         line = "BYE service stopping";
         if (!IsEmptyBody(output)) {
             line += "; " + OneLine(output);
         }
-    } else if (subject == KAE_CONSOLE_SUBJECT_TRACK_SEGMENT) {
+    } else if (subject == KAE_SUBJECT_TRACK_SEGMENT) {
         expected = kConsolePublishedResult;
         std::string activity = ActivityHuman(output);
         line = "TRACK_SEGMENT " +
@@ -237,10 +237,10 @@ std::string RequestHuman(const std::string& subject, int result, const std::stri
     std::string line = OneLine(subject) + " result " + ResultText(result);
     Json::Value value;
     bool parsed = ParseJson(output, &value);
-    if (result == 0 && subject == KAE_CONSOLE_SUBJECT_PRESENCE && parsed && value.isInt()) {
+    if (result == 0 && subject == KAE_SUBJECT_PRESENCE && parsed && value.isInt()) {
         return line + ": presence " + std::to_string(value.asInt());
     }
-    if (result == 0 && subject == KAE_CONSOLE_SUBJECT_DISTANCE && parsed && value.isObject() &&
+    if (result == 0 && subject == KAE_SUBJECT_PRESENCE_DISTANCE && parsed && value.isObject() &&
         value["detection"].isInt() && value["distance"].isString()) {
         return line + ": detection " + std::to_string(value["detection"].asInt()) + ", distance " +
                OneLine(value["distance"].asString());

@@ -5,11 +5,7 @@
 
 #include <string>
 
-#define KAE_CONSOLE_SUBJECT_PRESENCE "KAE/GET/PRESENCE/"
-#define KAE_CONSOLE_SUBJECT_DISTANCE "KAE/GET/PRESENCE_DISTANCE/"
-#define KAE_CONSOLE_SUBJECT_TRACK_SEGMENT "KAE/SUBSCRIBE/TRACK_SEGMENT/"
-#define KAE_CONSOLE_SUBJECT_HELLO "HELLO"
-#define KAE_CONSOLE_SUBJECT_BYE "BYE"
+#include "KaeInterface.h"
 
 // The result field of a published track/segment signal.
 constexpr int kConsolePublishedResult = 10;

@@ -73,8 +73,8 @@ bool CTessivoClient::__Call(const char* method, GVariant* parameters, const char
     }
     GError* gerror = nullptr;
     GVariant* answer = g_dbus_connection_call_sync(
-        m_connection, KAE_CONSOLE_BUS_NAME, KAE_CONSOLE_OBJECT_PATH, KAE_CONSOLE_INTERFACE, method,
-        parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &gerror);
+        m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, method, parameters, nullptr,
+        G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &gerror);
     if (answer == nullptr) {
         std::string name;
         if (g_dbus_error_is_remote_error(gerror)) {
@@ -90,7 +90,7 @@ bool CTessivoClient::__Call(const char* method, GVariant* parameters, const char
         } else if (MeansNotRunning(name)) {
             Fill(error, TessivoError::Kind::NOT_RUNNING, name,
                  "tessivo service is not running on the system bus (nobody owns " +
-                     std::string(KAE_CONSOLE_BUS_NAME) + ")");
+                     std::string(KAE_DBUS_NAME) + ")");
         } else if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_CLOSED)) {
             Fill(error, TessivoError::Kind::CLOSED, name, "the system bus connection is closed");
         } else {
@@ -149,8 +149,8 @@ bool CTessivoClient::SubscribeResponse(ResponseHandler handler) {
     }
     m_responseHandler = std::move(handler);
     m_signalId = g_dbus_connection_signal_subscribe(
-        m_connection, nullptr, KAE_CONSOLE_INTERFACE, KAE_CONSOLE_SIGNAL, KAE_CONSOLE_OBJECT_PATH,
-        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, _OnResponse, this, nullptr);
+        m_connection, nullptr, KAE_DBUS_INTERFACE, KAE_DBUS_SIGNAL, KAE_DBUS_PATH, nullptr,
+        G_DBUS_SIGNAL_FLAGS_NONE, _OnResponse, this, nullptr);
     return m_signalId != 0;
 }
 
@@ -159,9 +159,9 @@ bool CTessivoClient::WatchService(OwnerHandler handler) {
         return false;
     }
     m_ownerHandler = std::move(handler);
-    m_watchId = g_bus_watch_name_on_connection(m_connection, KAE_CONSOLE_BUS_NAME,
-                                               G_BUS_NAME_WATCHER_FLAGS_NONE, _OnNameAppeared,
-                                               _OnNameVanished, this, nullptr);
+    m_watchId =
+        g_bus_watch_name_on_connection(m_connection, KAE_DBUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                       _OnNameAppeared, _OnNameVanished, this, nullptr);
     return m_watchId != 0;
 }
 

@@ -10,10 +10,7 @@
 #include <functional>
 #include <string>
 
-#define KAE_CONSOLE_BUS_NAME "com.norvale.tv.tessivo"
-#define KAE_CONSOLE_OBJECT_PATH "/com/norvale/tv/tessivo"
-#define KAE_CONSOLE_INTERFACE "com.norvale.tv.tessivo.interface"
-#define KAE_CONSOLE_SIGNAL "Response"
+#include "KaeInterface.h"
 
 // Request types of "RequestSync".
 constexpr int kConsoleRequestRead = 1;
