@@ -54,6 +54,15 @@ void RadarConfig::_Fine(const char* key) {
     g_problems.erase(key);
 }
 
+void RadarConfig::_UseFallback(const char* key, int ret, const std::string& problem, bool required,
+                               const std::string& fallbackText) {
+    if (ret == -ENOENT && !required) {
+        _Fine(key);
+        return;
+    }
+    _Problem(key, (ret == -ENOENT ? std::string("not set") : problem) + ", using " + fallbackText);
+}
+
 bool RadarConfig::_ReadBool(const char* key, bool fallback, bool required) {
     std::string text;
     std::string problem;
@@ -63,12 +72,7 @@ bool RadarConfig::_ReadBool(const char* key, bool fallback, bool required) {
         _Fine(key);
         return value;
     }
-    if (ret == -ENOENT && !required) {
-        _Fine(key);
-        return fallback;
-    }
-    _Problem(key, (ret == -ENOENT ? std::string("not set") : problem) + ", using " +
-                      (fallback ? "true" : "false"));
+    _UseFallback(key, ret, problem, required, fallback ? "true" : "false");
     return fallback;
 }
 
@@ -92,12 +96,7 @@ int RadarConfig::_ReadInt(const char* key, int fallback, int minimum, int maximu
         ret = -EINVAL;
         problem = text + " is outside " + std::to_string(minimum) + ".." + std::to_string(maximum);
     }
-    if (ret == -ENOENT && !required) {
-        _Fine(key);
-        return fallback;
-    }
-    _Problem(key, (ret == -ENOENT ? std::string("not set") : problem) + ", using " +
-                      std::to_string(fallback));
+    _UseFallback(key, ret, problem, required, std::to_string(fallback));
     return fallback;
 }
 
@@ -110,12 +109,7 @@ double RadarConfig::_ReadDouble(const char* key, double fallback, bool required)
         _Fine(key);
         return value;
     }
-    if (ret == -ENOENT && !required) {
-        _Fine(key);
-        return fallback;
-    }
-    _Problem(key, (ret == -ENOENT ? std::string("not set") : problem) + ", using " +
-                      std::to_string(fallback));
+    _UseFallback(key, ret, problem, required, std::to_string(fallback));
     return fallback;
 }
 
@@ -127,12 +121,7 @@ std::string RadarConfig::_ReadString(const char* key, const std::string& fallbac
         _Fine(key);
         return text;
     }
-    if (ret == -ENOENT && !required) {
-        _Fine(key);
-        return fallback;
-    }
-    _Problem(key,
-             (ret == -ENOENT ? std::string("not set") : problem) + ", using \"" + fallback + "\"");
+    _UseFallback(key, ret, problem, required, "\"" + fallback + "\"");
     return fallback;
 }
 

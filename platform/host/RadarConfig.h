@@ -113,6 +113,10 @@ private:
     static double _ReadDouble(const char* key, double fallback, bool required);
     static std::string _ReadString(const char* key, const std::string& fallback, bool required);
     static void _Problem(const char* key, const std::string& problem);
+    // A read that gave no usable value: an optional key that is not set
+    // quietly takes the fallback; anything else is reported (once).
+    static void _UseFallback(const char* key, int ret, const std::string& problem, bool required,
+                             const std::string& fallbackText);
     static void _Fine(const char* key);
 };
 
