@@ -7,6 +7,11 @@
 
 #include <atomic>
 
+// Makes an unnamed GLib thread running func(data). Unlike g_thread_new it
+// does not abort when no thread can be made: it logs why and returns null.
+// \context Thread-safe.
+GThread* ContextThreadCreate(GThreadFunc func, gpointer data);
+
 class ContextThread {
 public:
     ContextThread();

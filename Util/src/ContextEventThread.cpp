@@ -4,6 +4,7 @@
 
 #include "ContextAutoLock.h"
 #include "ContextLog.h"
+#include "ContextThread.h"
 
 namespace {
 
@@ -42,11 +43,8 @@ bool ContextEventThread::Start(const char* name) {
         m_strOwner = name;
     }
     m_bRunning.store(true);
-    GError* error = nullptr;
-    m_pThread = g_thread_try_new(nullptr, _ThreadMain, this, &error);
+    m_pThread = ContextThreadCreate(_ThreadMain, this);
     if (m_pThread == nullptr) {
-        KAE_LOGE("g_thread_try_new failed: %s", error != nullptr ? error->message : "");
-        g_clear_error(&error);
         m_bRunning.store(false);
         return false;
     }

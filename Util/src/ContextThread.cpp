@@ -6,18 +6,24 @@ ContextThread::ContextThread() : m_pThread(nullptr), m_bRunning(false) {}
 
 ContextThread::~ContextThread() {}
 
+GThread* ContextThreadCreate(GThreadFunc func, gpointer data) {
+    GError* error = nullptr;
+    GThread* thread = g_thread_try_new(nullptr, func, data, &error);
+    if (thread == nullptr) {
+        KAE_LOGE("g_thread_try_new failed: %s", error != nullptr ? error->message : "");
+        g_clear_error(&error);
+    }
+    return thread;
+}
+
 bool ContextThread::Start() {
     if (m_bRunning.load()) {
         KAE_LOGE("Already Started");
         return false;
     }
     m_bRunning.store(true);
-    // The try variant reports a failed thread creation instead of aborting.
-    GError* error = nullptr;
-    m_pThread = g_thread_try_new(nullptr, _ThreadMain, this, &error);
+    m_pThread = ContextThreadCreate(_ThreadMain, this);
     if (m_pThread == nullptr) {
-        KAE_LOGE("g_thread_try_new failed: %s", error != nullptr ? error->message : "");
-        g_clear_error(&error);
         m_bRunning.store(false);
         return false;
     }
