@@ -22,21 +22,6 @@ const char kVelocityKey[] = "velocity";
 
 const uint32_t kTrackColumns = 4;
 
-// Truncation toward zero. A value that no int can hold would make the plain
-// conversion undefined: NaN becomes 0 and the rest is clamped to int's range.
-int TruncateToInt(ifx_Float_t value) {
-    if (isnan(value)) {
-        return 0;
-    }
-    if (value >= static_cast<ifx_Float_t>(INT_MAX)) {
-        return INT_MAX;
-    }
-    if (value <= static_cast<ifx_Float_t>(INT_MIN)) {
-        return INT_MIN;
-    }
-    return static_cast<int>(value);
-}
-
 // IFX_OK, or the error that keeps the containers from making a document.
 ifx_Error_t CheckInputs(const ifx_Vector_R_t* segments, const ifx_Matrix_R_t* tracks) {
     if (segments == nullptr || tracks == nullptr || vDat(segments) == nullptr ||
@@ -52,6 +37,19 @@ ifx_Error_t CheckInputs(const ifx_Vector_R_t* segments, const ifx_Matrix_R_t* tr
 
 }  // namespace
 
+int TruncateResultValue(ifx_Float_t value) {
+    if (isnan(value)) {
+        return 0;
+    }
+    if (value >= static_cast<ifx_Float_t>(INT_MAX)) {
+        return INT_MAX;
+    }
+    if (value <= static_cast<ifx_Float_t>(INT_MIN)) {
+        return INT_MIN;
+    }
+    return static_cast<int>(value);
+}
+
 bool BuildActivityResult(const ifx_Vector_R_t* segments, const ifx_Matrix_R_t* tracks,
                          ContextData* document) {
     const ifx_Error_t invalid =
@@ -65,10 +63,10 @@ bool BuildActivityResult(const ifx_Vector_R_t* segments, const ifx_Matrix_R_t* t
     root.SetValue(kStatusKey, kStatusSuccess);
 
     char text[kActivityResultSegmentTextSize];
-    snprintf(text, sizeof(text), "%d,%d,%d,%d,%d,%d", TruncateToInt(vAt(segments, 0)),
-             TruncateToInt(vAt(segments, 1)), TruncateToInt(vAt(segments, 2)),
-             TruncateToInt(vAt(segments, 3)), TruncateToInt(vAt(segments, 4)),
-             TruncateToInt(vAt(segments, 5)));
+    snprintf(text, sizeof(text), "%d,%d,%d,%d,%d,%d", TruncateResultValue(vAt(segments, 0)),
+             TruncateResultValue(vAt(segments, 1)), TruncateResultValue(vAt(segments, 2)),
+             TruncateResultValue(vAt(segments, 3)), TruncateResultValue(vAt(segments, 4)),
+             TruncateResultValue(vAt(segments, 5)));
     ContextData segment;
     segment.SetValue(kNumOfSegmentKey, kActivityResultSegments);
     segment.SetValue(kSegmentKey, text);

@@ -19,6 +19,12 @@
 
 // Segments a document always reports.
 constexpr int kActivityResultSegments = 6;
+
+// A segment value or track id as the document and the log show it:
+// truncated toward zero; a value no int can hold is clamped (NaN gives 0)
+// rather than converted with undefined behaviour. \context Thread-safe.
+int TruncateResultValue(ifx_Float_t value);
+
 // Size of the buffer the segment text is formatted into: at most 19
 // characters of it are kept.
 constexpr int kActivityResultSegmentTextSize = 20;

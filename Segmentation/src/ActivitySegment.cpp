@@ -1,7 +1,5 @@
 #include "ActivitySegment.h"
 
-#include <limits.h>
-#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -42,21 +40,6 @@ std::atomic<IContextEventSink*> s_pStateManager{nullptr};
 // Pairing state of ActivitySegment::FetchRadarSliceCB, sensor thread only.
 int s_nLocalSliceCount = 0;
 uint16_t s_localFrameBuffer[RadarFetch::kFrameSamples];
-
-// Truncation toward zero; a value no int can hold is clamped (NaN gives 0)
-// rather than converted with undefined behaviour.
-int TruncateToInt(ifx_Float_t value) {
-    if (isnan(value)) {
-        return 0;
-    }
-    if (value >= static_cast<ifx_Float_t>(INT_MAX)) {
-        return INT_MAX;
-    }
-    if (value <= static_cast<ifx_Float_t>(INT_MIN)) {
-        return INT_MIN;
-    }
-    return static_cast<int>(value);
-}
 
 // Hands a private copy of text to sink as event id. A copy that nobody takes
 // (no receiver attached, or its queue refused it) is released here.
@@ -337,15 +320,15 @@ void ActivitySegment::PrintResult(ifx_Vector_R_s* segments, ifx_Matrix_R_s* trac
         ifx_error_set_internal(IFX_ERROR_DIMENSION_MISMATCH, __FILE__, __func__, __LINE__);
         return;
     }
-    KAE_LOGI("segments : %d, %d, %d, %d, %d, %d", TruncateToInt(vAt(segments, 0)),
-             TruncateToInt(vAt(segments, 1)), TruncateToInt(vAt(segments, 2)),
-             TruncateToInt(vAt(segments, 3)), TruncateToInt(vAt(segments, 4)),
-             TruncateToInt(vAt(segments, 5)));
+    KAE_LOGI("segments : %d, %d, %d, %d, %d, %d", TruncateResultValue(vAt(segments, 0)),
+             TruncateResultValue(vAt(segments, 1)), TruncateResultValue(vAt(segments, 2)),
+             TruncateResultValue(vAt(segments, 3)), TruncateResultValue(vAt(segments, 4)),
+             TruncateResultValue(vAt(segments, 5)));
     for (uint32_t row = 0; row < mRows(tracks); ++row) {
         if (mAt(tracks, row, 0) == 0.0f) {
             continue;
         }
-        KAE_LOGI("tracks : %d, %5.2f, %5.2f, %5.2f", TruncateToInt(mAt(tracks, row, 0)),
+        KAE_LOGI("tracks : %d, %5.2f, %5.2f, %5.2f", TruncateResultValue(mAt(tracks, row, 0)),
                  static_cast<double>(mAt(tracks, row, 1)), static_cast<double>(mAt(tracks, row, 2)),
                  static_cast<double>(mAt(tracks, row, 3)));
     }
