@@ -34,6 +34,11 @@ public:
     int SleeperCount();
     // Blocks (real time, at most timeoutMs) until at least n threads sleep.
     bool WaitForSleepers(int n, int timeoutMs = 5000);
+    // How many sleeps have begun since construction: a worker that was woken
+    // has run its loop once when the count has grown. \context Thread-safe.
+    int64_t SleepsBegun();
+    // Blocks (real time, at most timeoutMs) until at least n sleeps have begun.
+    bool WaitForSleepsBegun(int64_t n, int timeoutMs = 5000);
 
 private:
     std::mutex m_mutex;
@@ -41,6 +46,7 @@ private:
     int64_t m_monotonicUs;
     int64_t m_wallUs;
     int m_sleepers = 0;
+    int64_t m_sleepsBegun = 0;
     bool m_released = false;
 };
 

@@ -23,6 +23,7 @@ void ContextManualClock::SleepUs(int64_t us) {
     std::unique_lock<std::mutex> lock(m_mutex);
     const int64_t deadline = m_monotonicUs + (us > 0 ? us : 0);
     ++m_sleepers;
+    ++m_sleepsBegun;
     m_changed.notify_all();
     m_changed.wait(lock, [&] { return m_released || m_monotonicUs >= deadline; });
     --m_sleepers;
@@ -56,4 +57,15 @@ bool ContextManualClock::WaitForSleepers(int n, int timeoutMs) {
     std::unique_lock<std::mutex> lock(m_mutex);
     return m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
                               [&] { return m_sleepers >= n; });
+}
+
+int64_t ContextManualClock::SleepsBegun() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_sleepsBegun;
+}
+
+bool ContextManualClock::WaitForSleepsBegun(int64_t n, int timeoutMs) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                              [&] { return m_sleepsBegun >= n; });
 }

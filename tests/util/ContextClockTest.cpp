@@ -76,6 +76,7 @@ TEST(ContextManualClock, SleeperWakesOnlyWhenItsDeadlinePassesOrOnRelease) {
         woke = true;
     });
     ASSERT_TRUE(clock.WaitForSleepers(1));
+    EXPECT_EQ(clock.SleepsBegun(), 1);
     clock.Advance(249999);
     EXPECT_EQ(clock.SleeperCount(), 1);
     EXPECT_FALSE(woke);

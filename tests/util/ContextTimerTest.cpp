@@ -118,34 +118,6 @@ protected:
     FireLog m_log;
 };
 
-// The manual clock, counting the sleeps begun so that a test can tell when
-// the ticker has been round its loop.
-class CountingClock : public ContextManualClock {
-public:
-    explicit CountingClock(time_t wall) : ContextManualClock(wall) {}
-    void SleepUs(int64_t us) override {
-        ++m_sleeps;
-        ContextManualClock::SleepUs(us);
-    }
-    // Advances the clock and waits until the parked ticker has woken, run its
-    // loop once and begun its next sleep; false after the safety time.
-    bool Tick(int64_t us) {
-        const int before = m_sleeps.load();
-        Advance(us);
-        const auto deadline = std::chrono::steady_clock::now() + kSafety;
-        while (m_sleeps.load() == before) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            std::this_thread::yield();
-        }
-        return WaitForSleepers(1);
-    }
-
-private:
-    std::atomic<int> m_sleeps{0};
-};
-
 // The real ticker and event thread on the manual clock.
 class ContextTimerThreads : public testing::Test {
 protected:
@@ -175,7 +147,15 @@ protected:
         return true;
     }
 
-    CountingClock m_clock;
+    // Advances the clock and waits until the parked ticker has woken, run its
+    // loop once and begun its next sleep; false after the safety time.
+    bool Tick(int64_t us) {
+        const int64_t begun = m_clock.SleepsBegun();
+        m_clock.Advance(us);
+        return m_clock.WaitForSleepsBegun(begun + 1);
+    }
+
+    ContextManualClock m_clock;
     ContextTimer m_timer;
     FireLog m_log;
 };
@@ -319,7 +299,7 @@ TEST_F(ContextTimerThreads, TickerNeverQueuesTheCheckTwiceWhileTheEventThreadLag
     ASSERT_TRUE(m_clock.WaitForSleepers(1));
     int longest = 0;
     for (int tick = 0; tick < 16; ++tick) {
-        ASSERT_TRUE(m_clock.Tick(kTickUs)) << tick;
+        ASSERT_TRUE(Tick(kTickUs)) << tick;
         longest = std::max(longest, m_timer.GetQueueLength());
     }
     EXPECT_EQ(m_timer.GetQueueLength(), 1);
