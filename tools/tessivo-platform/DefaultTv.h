@@ -1,7 +1,8 @@
 // The TV that `tessivo-platform init` seeds: a Tavlo TV set up in the US
 // whose user agreed to presence statistics, in landscape, sensor not
-// claimed, data service ready, a radar module that passes its check and sees
-// people walking.
+// claimed, data service ready and showing the TV viewer on HDMI1 (a game
+// console; a set-top box on HDMI2), a radar module that passes its check and
+// sees people walking.
 #ifndef TESSIVO_TOOLS_DEFAULTTV_H
 #define TESSIVO_TOOLS_DEFAULTTV_H
 
@@ -12,7 +13,7 @@
 
 struct SeedValue {
     const char* area;
-    const char* key;
+    std::string key;
     PlatformStore::Value value;
 };
 

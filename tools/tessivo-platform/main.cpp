@@ -9,9 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "ChangeJournal.h"
 #include "DefaultTv.h"
+#include "DsfCommands.h"
+#include "DsfStore.h"
 #include "PlatformStore.h"
 #include "RadarCommands.h"
+#include "SettingsStore.h"
+#include "VconfStore.h"
 
 namespace {
 
@@ -23,12 +28,19 @@ const char kUsageHead[] =
     "\n"
     "  init                        reset the TV to the default: a Tavlo TV in the US, presence\n"
     "                              statistics agreed, landscape, sensor free, data service\n"
-    "                              ready, radar passing its check and showing people walking\n"
+    "                              ready, the TV viewer on HDMI1 (a game console), radar\n"
+    "                              passing its check and showing people walking; processes\n"
+    "                              watching vconf keys hear of the default values\n"
     "  dir                         print the platform directory\n"
     "  feature get KEY             print a feature flag (true or false)\n"
     "  feature set KEY true|false  set a feature flag\n"
     "  vconf get KEY               print a vconf value\n"
-    "  vconf set KEY TYPE VALUE    set a vconf value; TYPE is int, bool, double or string\n";
+    "  vconf set KEY TYPE VALUE    set a vconf value; TYPE is int, bool, double or string;\n"
+    "                              every process watching KEY is notified\n"
+    "  setting get KEY             print a system setting; KEY is its number or name\n"
+    "                              (source-type = 10136)\n"
+    "  setting set KEY VALUE       set a system setting (source-type: SOURCE_TYPE_HDMI1,\n"
+    "                              SOURCE_TYPE_TV, ...)\n";
 
 const char kUsageTail[] =
     "\n"
@@ -36,6 +48,7 @@ const char kUsageTail[] =
 
 void PrintUsage(FILE* out) {
     fputs(kUsageHead, out);
+    fputs(kDsfUsage, out);
     fputs(kRadarUsage, out);
     fputs(kUsageTail, out);
 }
@@ -63,8 +76,22 @@ int Report(int ret, const std::string& area, const std::string& key) {
     return 1;
 }
 
+// Empties an area but keeps its folder and change journal: processes
+// watching the journal keep their watch, and the journal is reset instead.
 int RemoveEntry(const char* path, const struct stat* st, int flag, struct FTW* ftw) {
+    if (ftw->level == 0 ||
+        (ftw->level == 1 && strcmp(path + ftw->base, ChangeJournal::kFileName) == 0)) {
+        return 0;
+    }
     return remove(path) == 0 || errno == ENOENT ? 0 : -1;
+}
+
+// Seeds go through the vconf set path so that watchers hear of them.
+int Seed(const SeedValue& seed) {
+    if (seed.area == std::string(VconfStore::kArea)) {
+        return VconfStore::Set(seed.key, seed.value);
+    }
+    return PlatformStore::Write(seed.area, seed.key, seed.value);
 }
 
 int Init() {
@@ -77,9 +104,16 @@ int Init() {
             return 1;
         }
     }
+    for (const char* area : {VconfStore::kArea, DsfStore::kArea}) {
+        int ret = ChangeJournal::Reset(area);
+        if (ret != 0) {
+            fprintf(stderr, "tessivo-platform: cannot reset the journal of %s: %s\n", area,
+                    strerror(-ret));
+            return 1;
+        }
+    }
     for (const SeedValue& seed : DefaultTvValues()) {
-        if (Report(PlatformStore::Write(seed.area, seed.key, seed.value), seed.area, seed.key) !=
-            0) {
+        if (Report(Seed(seed), seed.area, seed.key) != 0) {
             return 1;
         }
     }
@@ -109,12 +143,33 @@ int Set(const std::string& area, const std::string& key, const std::string& type
         return Usage(("unknown type \"" + type + "\"").c_str());
     }
     value.text = text;
-    int ret = PlatformStore::Write(area, key, value);
+    int ret = area == VconfStore::kArea ? VconfStore::Set(key, value)
+                                        : PlatformStore::Write(area, key, value);
     if (ret == -EINVAL && PlatformStore::IsValidKey(key)) {
         fprintf(stderr, "tessivo-platform: \"%s\" is not a %s value\n", text.c_str(), type.c_str());
         return 1;
     }
     return Report(ret, area, key);
+}
+
+int Setting(const std::vector<std::string>& args) {
+    int key = 0;
+    if (!SettingsStore::ParseKey(args[1], &key)) {
+        fprintf(stderr, "tessivo-platform: \"%s\" is not a setting number or name\n",
+                args[1].c_str());
+        return 1;
+    }
+    std::string name = SettingsStore::KeyOf(key);
+    if (args[0] == "set") {
+        return Report(SettingsStore::Write(key, args[2]), SettingsStore::kArea, name);
+    }
+    std::string text;
+    int ret = SettingsStore::Read(key, &text);
+    if (ret != 0) {
+        return Report(ret, SettingsStore::kArea, name);
+    }
+    printf("%s\n", text.c_str());
+    return 0;
 }
 
 }  // namespace
@@ -145,6 +200,15 @@ int main(int argc, char** argv) {
             return Set(area, args[2], args[3], args[4]);
         }
         return Usage(("bad arguments for \"" + command + "\"").c_str());
+    }
+    if (command == "setting") {
+        if ((args.size() == 3 && args[1] == "get") || (args.size() == 4 && args[1] == "set")) {
+            return Setting(std::vector<std::string>(args.begin() + 1, args.end()));
+        }
+        return Usage("bad arguments for \"setting\"");
+    }
+    if (command == "dsf") {
+        return DsfCommand(std::vector<std::string>(args.begin() + 1, args.end()), Usage);
     }
     if (command == "radar") {
         return RadarCommand(std::vector<std::string>(args.begin() + 1, args.end()), Usage);
