@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <sstream>
 
 #include "ServiceTest.h"
@@ -15,6 +16,14 @@ protected:
         std::vector<std::string> argv = {Bin("kae-test-console")};
         argv.insert(argv.end(), args.begin(), args.end());
         return Run(argv);
+    }
+
+    // The sensing front alone, which answers reads without waiting for the
+    // modes; SIGUSR1 makes it publish one presence reading.
+    Subprocess& StartPipeline() {
+        Subprocess& service = StartClient({Bin("pipeline_service")});
+        EXPECT_TRUE(WaitUntilServing(service)) << service.Stderr();
+        return service;
     }
 };
 
@@ -86,6 +95,8 @@ TEST_F(ConsoleTest, WatchEndsCleanlyOnSigint) {
 }
 
 TEST_F(ConsoleTest, ReadsAndSubscribeOnATvWithoutSensingFailClearly) {
+    ASSERT_EQ(Platform({"feature", "set", "com.norvale/featureconf/tavlo_tv", "false"}).exitCode,
+              0);
     Subprocess& service = StartService();
     ASSERT_TRUE(WaitUntilServing(service));
     for (const auto& args : std::vector<std::vector<std::string>>{
@@ -98,8 +109,8 @@ TEST_F(ConsoleTest, ReadsAndSubscribeOnATvWithoutSensingFailClearly) {
 }
 
 TEST_F(ConsoleTest, AnAbsentServiceIsReportedNotWaitedFor) {
-    for (const auto& args :
-         std::vector<std::vector<std::string>>{{"enable"}, {"read", "presence"}}) {
+    for (const auto& args : std::vector<std::vector<std::string>>{
+             {"enable"}, {"read", "presence"}, {"read", "distance", "--every", "100"}}) {
         CommandResult result = Console(args);
         EXPECT_TRUE(result.finished);
         EXPECT_EQ(result.exitCode, 1);
@@ -108,9 +119,64 @@ TEST_F(ConsoleTest, AnAbsentServiceIsReportedNotWaitedFor) {
 }
 
 TEST_F(ConsoleTest, BadCommandLinesAreUsageErrors) {
-    for (const auto& args : std::vector<std::vector<std::string>>{
-             {}, {"frobnicate"}, {"read"}, {"read", "nothing"}, {"watch", "--count", "x"}}) {
+    const std::vector<std::vector<std::string>> bad = {
+        {},
+        {"frobnicate"},
+        {"read"},
+        {"read", "nothing"},
+        {"watch", "--count", "x"},
+        // --every is for reads, and a period of at least 1 ms.
+        {"watch", "--every", "100"},
+        {"read", "presence", "--every", "0"}};
+    for (const auto& args : bad) {
         CommandResult result = Console(args);
         EXPECT_EQ(result.exitCode, 2) << (args.empty() ? "" : args[0]);
     }
+}
+
+TEST_F(ConsoleTest, ReadEveryPrintsOneLinePerReadUntilTheCount) {
+    Subprocess& service = StartPipeline();
+    ASSERT_TRUE(service.Signal(SIGUSR1));
+    ASSERT_TRUE(service.WaitForStderr("presence reading published", kWaitMs));
+
+    auto start = std::chrono::steady_clock::now();
+    CommandResult reads = Console({"read", "distance", "--every", "100", "--count", "3", "--json"});
+    auto elapsed = std::chrono::steady_clock::now() - start;
+    ASSERT_TRUE(reads.finished);
+    ASSERT_EQ(reads.exitCode, 0) << reads.err;
+    std::vector<Json::Value> lines = JsonLines(reads.out);
+    ASSERT_EQ(lines.size(), 3u) << reads.out;
+    for (const Json::Value& line : lines) {
+        EXPECT_EQ(line["method"].asString(), "RequestSync");
+        EXPECT_EQ(line["subject"].asString(), "KAE/GET/PRESENCE_DISTANCE/");
+        EXPECT_EQ(line["result"].asInt(), 0);
+        EXPECT_EQ(line["output"]["detection"].asInt(), 1) << "two people walk within reach";
+        EXPECT_EQ(line["output"]["distance"].asString(), lines[0]["output"]["distance"].asString())
+            << "one published reading answers every read";
+    }
+    // The first read at once, the two others one and two periods later.
+    EXPECT_GE(elapsed, std::chrono::milliseconds(200));
+}
+
+TEST_F(ConsoleTest, ReadEveryOutlivesAStalledServiceAndEndsWhenItLeaves) {
+    Subprocess& service = StartPipeline();
+    Subprocess& reads = StartClient(
+        {Bin("kae-test-console"), "read", "presence", "--every", "50", "--timeout", "200"});
+    ASSERT_TRUE(reads.WaitForStdout("presence -1", kWaitMs)) << reads.Stderr();
+
+    // A service that does not answer costs reads, not the loop.
+    ASSERT_TRUE(service.Signal(SIGSTOP));
+    ASSERT_TRUE(reads.WaitForStderr("no answer to RequestSync", kWaitMs)) << reads.Stderr();
+    ASSERT_TRUE(service.Signal(SIGCONT));
+    int before = CountOccurrences(reads.Stdout(), "\n");
+    EXPECT_TRUE(
+        PollUntil(kWaitMs, [&]() { return CountOccurrences(reads.Stdout(), "\n") >= before + 2; }))
+        << reads.Stdout() << reads.Stderr();
+    EXPECT_TRUE(reads.IsRunning());
+
+    ASSERT_TRUE(service.Signal(SIGTERM));
+    int status = -1;
+    ASSERT_TRUE(reads.WaitExit(kWaitMs, &status)) << "reads went on without a service";
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
+    EXPECT_NE(reads.Stderr().find("left the system bus"), std::string::npos) << reads.Stderr();
 }

@@ -47,6 +47,7 @@ TEST(KaeTestConsoleOptions, ParsesCommandsWithOptionsOnEitherSide) {
     EXPECT_EQ(options.command, ConsoleCommand::READ_PRESENCE);
     EXPECT_FALSE(options.json);
     EXPECT_EQ(options.count, 0);
+    EXPECT_EQ(options.everyMs, 0);
     EXPECT_EQ(options.timeoutMs, kConsoleDefaultTimeoutMs);
 
     ASSERT_TRUE(Parse({"--json", "read", "distance", "--timeout", "250"}, &options, &error));
@@ -67,6 +68,36 @@ TEST(KaeTestConsoleOptions, ParsesCommandsWithOptionsOnEitherSide) {
     ASSERT_TRUE(Parse({"--", "enable"}, &options, &error)) << error;
     EXPECT_EQ(options.command, ConsoleCommand::ENABLE);
     EXPECT_FALSE(options.help);
+}
+
+TEST(KaeTestConsoleOptions, EveryAppliesToReadsAndCountThenCountsTheReads) {
+    ConsoleOptions options;
+    std::string error;
+    ASSERT_TRUE(Parse({"read", "presence", "--every", "500"}, &options, &error)) << error;
+    EXPECT_EQ(options.command, ConsoleCommand::READ_PRESENCE);
+    EXPECT_EQ(options.everyMs, 500);
+    EXPECT_EQ(options.count, 0);
+
+    ASSERT_TRUE(
+        Parse({"--every=500", "--json", "read", "distance", "--count", "3"}, &options, &error))
+        << error;
+    EXPECT_EQ(options.command, ConsoleCommand::READ_DISTANCE);
+    EXPECT_EQ(options.everyMs, 500);
+    EXPECT_EQ(options.count, 3);
+    EXPECT_TRUE(options.json);
+
+    ASSERT_TRUE(Parse({"read", "distance", "--every", "1", "--timeout=20"}, &options, &error))
+        << error;
+    EXPECT_EQ(options.everyMs, 1);
+    EXPECT_EQ(options.timeoutMs, 20);
+
+    // The reason names the option that does not fit the command.
+    EXPECT_FALSE(Parse({"watch", "--every", "500"}, &options, &error));
+    EXPECT_NE(error.find("--every"), std::string::npos) << error;
+    EXPECT_FALSE(Parse({"read", "presence", "--every", "0"}, &options, &error));
+    EXPECT_NE(error.find("--every"), std::string::npos) << error;
+    EXPECT_FALSE(Parse({"read", "presence", "--count", "3"}, &options, &error));
+    EXPECT_NE(error.find("--count"), std::string::npos) << error;
 }
 
 TEST(KaeTestConsoleOptions, HelpWinsOverEverythingElse) {
@@ -99,6 +130,17 @@ TEST(KaeTestConsoleOptions, RejectsBadCommandLinesWithAReason) {
         {"--timeout", "0", "enable"},
         {"--count", "2", "enable"},
         {"read", "presence", "--count", "2"},
+        {"read", "presence", "--every"},
+        {"read", "presence", "--every", "0"},
+        {"read", "presence", "--every", "-100"},
+        {"read", "presence", "--every", "1.5"},
+        {"read", "presence", "--every", "500ms"},
+        {"read", "presence", "--every="},
+        {"read", "distance", "--every=2147483648"},
+        {"watch", "--every", "500"},
+        {"--every=500", "subscribe"},
+        {"enable", "--every", "500"},
+        {"--every", "500"},
         {"--jsonx", "enable"},
         {"-x", "enable"},
         {"--json"},

@@ -30,9 +30,11 @@ int CConsoleApp::Run() {
         case ConsoleCommand::ENABLE:
             return __RunEnable();
         case ConsoleCommand::READ_PRESENCE:
-            return __RunRead(KAE_SUBJECT_PRESENCE);
+            return m_options.everyMs > 0 ? __RunReadEvery(KAE_SUBJECT_PRESENCE)
+                                         : __RunRead(KAE_SUBJECT_PRESENCE);
         case ConsoleCommand::READ_DISTANCE:
-            return __RunRead(KAE_SUBJECT_PRESENCE_DISTANCE);
+            return m_options.everyMs > 0 ? __RunReadEvery(KAE_SUBJECT_PRESENCE_DISTANCE)
+                                         : __RunRead(KAE_SUBJECT_PRESENCE_DISTANCE);
         case ConsoleCommand::WATCH:
             return __RunWatch();
         case ConsoleCommand::SUBSCRIBE:
@@ -94,6 +96,12 @@ void CConsoleApp::__Stop(int exitCode) {
     }
 }
 
+void CConsoleApp::__PrintRead(const std::string& subject, int result, const std::string& output) {
+    __PrintLine(m_options.json
+                    ? ConsoleFormat::RequestJson(kConsoleRequestRead, subject, result, output)
+                    : ConsoleFormat::RequestHuman(subject, result, output));
+}
+
 gboolean CConsoleApp::_OnStopSignal(gpointer user) {
     static_cast<CConsoleApp*>(user)->__Stop(kConsoleExitOk);
     return G_SOURCE_CONTINUE;
@@ -151,10 +159,98 @@ int CConsoleApp::__RunRead(const char* subject) {
                               &output, &error)) {
         return __Fail(error);
     }
-    __PrintLine(m_options.json
-                    ? ConsoleFormat::RequestJson(kConsoleRequestRead, subject, result, output)
-                    : ConsoleFormat::RequestHuman(subject, result, output));
+    __PrintRead(subject, result, output);
     return result == 0 ? kConsoleExitOk : kConsoleExitFailure;
+}
+
+int CConsoleApp::__RunReadEvery(const char* subject) {
+    if (!__Connect()) {
+        return kConsoleExitFailure;
+    }
+    m_readSubject = subject;
+    m_client.WatchService([this](const std::string& owner) {
+        bool first = !m_ownerKnown;
+        m_ownerKnown = true;
+        if (owner.empty() && !m_serviceGone) {
+            // Nothing more to read; a service that comes back later is a
+            // new run of the demo.
+            m_serviceGone = true;
+            if (!m_busClosed) {
+                Note(first ? "tessivo service is not running on the system bus (nobody "
+                             "owns " KAE_DBUS_NAME ")"
+                           : "tessivo service left the system bus; the reads have ended");
+            }
+            __Stop(kConsoleExitFailure);
+        }
+    });
+    __InstallStopSignals();
+    // The first read at once, then one per period. The timer keeps its pace
+    // whatever a read takes; a slow read delays only the next one.
+    __StartRead();
+    m_readTimerId = g_timeout_add(static_cast<guint>(m_options.everyMs), _OnReadTick, this);
+    __RunLoop();
+    g_source_remove(m_readTimerId);
+    m_readTimerId = 0;
+    __RemoveStopSignals();
+    // A read still in flight at Ctrl-C is not waited for.
+    m_client.CancelRequest();
+
+    if (m_exitCode != kConsoleExitOk) {
+        return m_exitCode;
+    }
+    return m_lastReadOk ? kConsoleExitOk : kConsoleExitFailure;
+}
+
+gboolean CConsoleApp::_OnReadTick(gpointer user) {
+    auto* self = static_cast<CConsoleApp*>(user);
+    if (self->m_client.RequestPending()) {
+        self->m_readDue = true;
+    } else {
+        self->__StartRead();
+    }
+    return G_SOURCE_CONTINUE;
+}
+
+void CConsoleApp::__StartRead() {
+    if (m_stopped) {
+        return;
+    }
+    m_readDue = false;
+    bool started = m_client.RequestAsync(
+        kConsoleRequestRead, m_readSubject, "", m_options.timeoutMs,
+        [this](bool ok, int result, const std::string& output, const TessivoError& error) {
+            __OnReadDone(ok, result, output, error);
+        });
+    if (!started) {
+        Note("cannot start a read: not connected to the system bus");
+        __Stop(kConsoleExitFailure);
+    }
+}
+
+void CConsoleApp::__OnReadDone(bool ok, int result, const std::string& output,
+                               const TessivoError& error) {
+    if (m_stopped) {
+        return;
+    }
+    if (ok) {
+        m_lastReadOk = result == 0;
+        __PrintRead(m_readSubject, result, output);
+    } else {
+        m_lastReadOk = false;
+        Note(CTessivoClient::Describe(error));
+        if (error.kind == TessivoError::Kind::NOT_RUNNING) {
+            // The owner watch may not have told yet; the end is the same.
+            m_serviceGone = true;
+            __Stop(kConsoleExitFailure);
+            return;
+        }
+    }
+    ++m_printed;
+    if (m_options.count > 0 && m_printed >= m_options.count) {
+        __Stop(m_lastReadOk ? kConsoleExitOk : kConsoleExitFailure);
+    } else if (m_readDue) {
+        __StartRead();
+    }
 }
 
 int CConsoleApp::__RunWatch() {

@@ -1,5 +1,5 @@
 // Runs one command of kae-test-console: a method call for enable and read,
-// a GLib main loop for watch and subscribe.
+// a GLib main loop for watch, subscribe and repeated reads.
 #ifndef TESSIVO_TOOLS_KAETESTCONSOLE_CONSOLEAPP_H
 #define TESSIVO_TOOLS_KAETESTCONSOLE_CONSOLEAPP_H
 
@@ -24,6 +24,10 @@ public:
 private:
     int __RunEnable();
     int __RunRead(const char* subject);
+    int __RunReadEvery(const char* subject);
+    void __StartRead();
+    void __OnReadDone(bool ok, int result, const std::string& output, const TessivoError& error);
+    void __PrintRead(const std::string& subject, int result, const std::string& output);
     int __RunWatch();
     int __RunSubscribe();
     int __Unsubscribe();
@@ -38,12 +42,17 @@ private:
     void __RunLoop();
 
     static gboolean _OnStopSignal(gpointer user);
+    static gboolean _OnReadTick(gpointer user);
 
     ConsoleOptions m_options;
     CTessivoClient m_client;
     GMainLoop* m_pMainLoop = nullptr;
     guint m_sigintId = 0;
     guint m_sigtermId = 0;
+    guint m_readTimerId = 0;
+    std::string m_readSubject;
+    bool m_readDue = false;     // a tick came while the previous read was in flight
+    bool m_lastReadOk = false;  // the last finished read was answered with result 0
     int m_printed = 0;
     int m_exitCode = kConsoleExitOk;
     bool m_stopped = false;

@@ -89,6 +89,7 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
 
     std::vector<std::string> words;
     bool countGiven = false;
+    bool everyGiven = false;
     bool onlyWords = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -107,7 +108,7 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
         std::string name = arg;
         std::string value;
         bool hasValue = SplitInline(arg, &name, &value);
-        if (name != "--count" && name != "--timeout") {
+        if (name != "--count" && name != "--timeout" && name != "--every") {
             *error = "unknown option '" + arg + "'";
             return false;
         }
@@ -127,6 +128,9 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
         if (name == "--count") {
             parsed.count = number;
             countGiven = true;
+        } else if (name == "--every") {
+            parsed.everyMs = number;
+            everyGiven = true;
         } else {
             parsed.timeoutMs = number;
         }
@@ -135,9 +139,15 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
     if (!ResolveCommand(words, &parsed.command, error)) {
         return false;
     }
+    bool isRead = parsed.command == ConsoleCommand::READ_PRESENCE ||
+                  parsed.command == ConsoleCommand::READ_DISTANCE;
+    if (everyGiven && !isRead) {
+        *error = "--every applies to read only";
+        return false;
+    }
     if (countGiven && parsed.command != ConsoleCommand::WATCH &&
-        parsed.command != ConsoleCommand::SUBSCRIBE) {
-        *error = "--count applies to watch and subscribe only";
+        parsed.command != ConsoleCommand::SUBSCRIBE && !everyGiven) {
+        *error = "--count applies to watch, subscribe and read --every only";
         return false;
     }
     *options = parsed;
@@ -147,7 +157,7 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
 std::string ConsoleShortUsage(const char* program) {
     std::string name = program != nullptr ? program : "kae-test-console";
     return "Usage: " + name +
-           " [--json] [--count N] [--timeout MS] "
+           " [--json] [--count N] [--timeout MS] [--every MS] "
            "enable|watch|read presence|read distance|subscribe\n"
            "Run '" +
            name + " --help' for more.\n";
@@ -171,11 +181,16 @@ std::string ConsoleUsage(const char* program) {
            "\n"
            "Options:\n"
            "  --json          one JSON object per line on standard output\n"
-           "  --count N       stop after N signals (watch, subscribe)\n"
+           "  --count N       stop after N signals (watch, subscribe) or after N reads\n"
+           "                  (read --every; a read that fails counts too)\n"
            "  --timeout MS    time-out of each method call in milliseconds (default 5000)\n"
+           "  --every MS      read: repeat the read every MS milliseconds\n"
            "  -h, --help      show this text\n"
            "\n"
-           "watch and subscribe run until interrupted (Ctrl-C) or until --count is reached.\n"
-           "Exit status: 0 done, 1 service absent, error, time-out or refusal, 2 bad command "
-           "line.\n";
+           "watch, subscribe and read --every run until interrupted (Ctrl-C) or until\n"
+           "--count is reached; subscribe and read --every also end, with status 1, when\n"
+           "the service leaves the bus. A repeated read that fails prints its line or\n"
+           "note and the reads go on.\n"
+           "Exit status: 0 done, 1 service absent, error, time-out or refusal (for\n"
+           "read --every: of the last read), 2 bad command line.\n";
 }

@@ -19,7 +19,10 @@ struct ConsoleOptions {
     ConsoleCommand command = ConsoleCommand::NONE;
     bool help = false;
     bool json = false;
-    int count = 0;  // signals to print before stopping; 0 = until interrupted
+    // Signals (watch, subscribe) or reads (read --every) before stopping;
+    // 0 = until interrupted.
+    int count = 0;
+    int everyMs = 0;  // read: the period of repeated reads; 0 = read once
     int timeoutMs = kConsoleDefaultTimeoutMs;
 };
 

@@ -21,6 +21,55 @@ void Fill(TessivoError* error, TessivoError::Kind kind, const std::string& name,
     }
 }
 
+// Turns the end of a method call into its reply of the expected type or the
+// reason it has none; takes over answer and gerror.
+bool FinishCall(const char* method, GVariant* answer, GError* gerror, const char* replyType,
+                int timeoutMs, GVariant** reply, TessivoError* error) {
+    if (answer == nullptr) {
+        std::string name;
+        if (g_dbus_error_is_remote_error(gerror)) {
+            gchar* remote = g_dbus_error_get_remote_error(gerror);
+            name = remote != nullptr ? remote : "";
+            g_free(remote);
+            g_dbus_error_strip_remote_error(gerror);
+        }
+        if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) {
+            Fill(error, TessivoError::Kind::TIMEOUT, name,
+                 std::string("no answer to ") + method + " from the tessivo service within " +
+                     std::to_string(timeoutMs) + " ms");
+        } else if (MeansNotRunning(name)) {
+            Fill(error, TessivoError::Kind::NOT_RUNNING, name,
+                 "tessivo service is not running on the system bus (nobody owns " +
+                     std::string(KAE_DBUS_NAME) + ")");
+        } else if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_CLOSED)) {
+            Fill(error, TessivoError::Kind::CLOSED, name, "the system bus connection is closed");
+        } else {
+            Fill(error, TessivoError::Kind::REMOTE, name, gerror->message);
+        }
+        g_error_free(gerror);
+        return false;
+    }
+    if (!g_variant_is_of_type(answer, G_VARIANT_TYPE(replyType))) {
+        Fill(error, TessivoError::Kind::BAD_REPLY, "",
+             std::string("the tessivo service answered ") + method + " with type " +
+                 g_variant_get_type_string(answer) + " instead of " + replyType);
+        g_variant_unref(answer);
+        return false;
+    }
+    *reply = answer;
+    return true;
+}
+
+// The (is) answer of "RequestSync"; releases reply.
+void TakeRequestReply(GVariant* reply, int* result, std::string* output) {
+    gint32 code = 0;
+    const gchar* text = nullptr;
+    g_variant_get(reply, "(i&s)", &code, &text);
+    *result = code;
+    *output = text;
+    g_variant_unref(reply);
+}
+
 }  // namespace
 
 CTessivoClient::CTessivoClient() = default;
@@ -38,6 +87,7 @@ CTessivoClient::~CTessivoClient() {
     if (m_closedId != 0) {
         g_signal_handler_disconnect(m_connection, m_closedId);
     }
+    CancelRequest();
     // Let queued messages (an unsubscribe sent last) leave before the end.
     g_dbus_connection_flush_sync(m_connection, nullptr, nullptr);
     g_object_unref(m_connection);
@@ -75,39 +125,7 @@ bool CTessivoClient::__Call(const char* method, GVariant* parameters, const char
     GVariant* answer = g_dbus_connection_call_sync(
         m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, method, parameters, nullptr,
         G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &gerror);
-    if (answer == nullptr) {
-        std::string name;
-        if (g_dbus_error_is_remote_error(gerror)) {
-            gchar* remote = g_dbus_error_get_remote_error(gerror);
-            name = remote != nullptr ? remote : "";
-            g_free(remote);
-            g_dbus_error_strip_remote_error(gerror);
-        }
-        if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) {
-            Fill(error, TessivoError::Kind::TIMEOUT, name,
-                 std::string("no answer to ") + method + " from the tessivo service within " +
-                     std::to_string(timeoutMs) + " ms");
-        } else if (MeansNotRunning(name)) {
-            Fill(error, TessivoError::Kind::NOT_RUNNING, name,
-                 "tessivo service is not running on the system bus (nobody owns " +
-                     std::string(KAE_DBUS_NAME) + ")");
-        } else if (g_error_matches(gerror, G_IO_ERROR, G_IO_ERROR_CLOSED)) {
-            Fill(error, TessivoError::Kind::CLOSED, name, "the system bus connection is closed");
-        } else {
-            Fill(error, TessivoError::Kind::REMOTE, name, gerror->message);
-        }
-        g_error_free(gerror);
-        return false;
-    }
-    if (!g_variant_is_of_type(answer, G_VARIANT_TYPE(replyType))) {
-        Fill(error, TessivoError::Kind::BAD_REPLY, "",
-             std::string("the tessivo service answered ") + method + " with type " +
-                 g_variant_get_type_string(answer) + " instead of " + replyType);
-        g_variant_unref(answer);
-        return false;
-    }
-    *reply = answer;
-    return true;
+    return FinishCall(method, answer, gerror, replyType, timeoutMs, reply, error);
 }
 
 bool CTessivoClient::ServiceEnable(int timeoutMs, bool* enabled, std::string* data,
@@ -134,13 +152,61 @@ bool CTessivoClient::RequestSync(int type, const std::string& subject, const std
     if (!__Call("RequestSync", parameters, "(is)", timeoutMs, &reply, error)) {
         return false;
     }
-    gint32 code = 0;
-    const gchar* text = nullptr;
-    g_variant_get(reply, "(i&s)", &code, &text);
-    *result = code;
-    *output = text;
-    g_variant_unref(reply);
+    TakeRequestReply(reply, result, output);
     return true;
+}
+
+bool CTessivoClient::RequestAsync(int type, const std::string& subject, const std::string& input,
+                                  int timeoutMs, RequestHandler handler) {
+    if (m_connection == nullptr || m_pRequestCancel != nullptr) {
+        return false;
+    }
+    m_pRequestCancel = g_cancellable_new();
+    m_requestTimeoutMs = timeoutMs;
+    m_requestHandler = std::move(handler);
+    GVariant* parameters = g_variant_new("(iiiss)", static_cast<gint32>(getpid()), type,
+                                         m_nextReqId++, subject.c_str(), input.c_str());
+    g_dbus_connection_call(m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE,
+                           "RequestSync", parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, timeoutMs,
+                           m_pRequestCancel, _OnRequestDone, this);
+    return true;
+}
+
+void CTessivoClient::CancelRequest() {
+    if (m_pRequestCancel == nullptr) {
+        return;
+    }
+    m_requestHandler = nullptr;
+    g_cancellable_cancel(m_pRequestCancel);
+    // The call ends with its callback from the main context, which holds this
+    // client; it must have run before the client may go.
+    while (m_pRequestCancel != nullptr) {
+        g_main_context_iteration(nullptr, TRUE);
+    }
+}
+
+void CTessivoClient::_OnRequestDone(GObject* source, GAsyncResult* asyncResult, gpointer user) {
+    auto* self = static_cast<CTessivoClient*>(user);
+    GError* gerror = nullptr;
+    GVariant* answer =
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), asyncResult, &gerror);
+    g_clear_object(&self->m_pRequestCancel);
+    RequestHandler handler = std::move(self->m_requestHandler);
+    self->m_requestHandler = nullptr;
+
+    GVariant* reply = nullptr;
+    TessivoError error;
+    bool ok =
+        FinishCall("RequestSync", answer, gerror, "(is)", self->m_requestTimeoutMs, &reply, &error);
+    int result = 0;
+    std::string output;
+    if (ok) {
+        TakeRequestReply(reply, &result, &output);
+    }
+    // A cancelled call has no handler any more.
+    if (handler) {
+        handler(ok, result, output, error);
+    }
 }
 
 bool CTessivoClient::SubscribeResponse(ResponseHandler handler) {

@@ -32,6 +32,10 @@ public:
     // owner is the unique bus name of the service, empty when it has none.
     using OwnerHandler = std::function<void(const std::string& owner)>;
     using ClosedHandler = std::function<void()>;
+    // The end of an asynchronous "RequestSync": ok with the answer, or not ok
+    // with the reason in error.
+    using RequestHandler = std::function<void(bool ok, int result, const std::string& output,
+                                              const TessivoError& error)>;
 
     CTessivoClient();
     ~CTessivoClient();
@@ -50,6 +54,18 @@ public:
     // \context Main thread only.
     bool RequestSync(int type, const std::string& subject, const std::string& input, int timeoutMs,
                      int* result, std::string* output, TessivoError* error);
+
+    // "RequestSync" without blocking the main loop: the handler runs from the
+    // loop once the answer, an error or the time-out has come. One call at a
+    // time: false when one is still in flight or there is no connection.
+    // \context Main thread only.
+    bool RequestAsync(int type, const std::string& subject, const std::string& input, int timeoutMs,
+                      RequestHandler handler);
+    // Whether an asynchronous call is still in flight. \context Main thread only.
+    bool RequestPending() const { return m_pRequestCancel != nullptr; }
+    // Cancels the asynchronous call in flight, if any, and returns once it has
+    // ended; its handler is not called. \context Main thread only.
+    void CancelRequest();
 
     // Delivers every "Response" signal of the service's interface and object,
     // broadcast or addressed to this client, from any sender: the "HELLO" of
@@ -73,6 +89,7 @@ private:
     bool __Call(const char* method, GVariant* parameters, const char* replyType, int timeoutMs,
                 GVariant** reply, TessivoError* error);
 
+    static void _OnRequestDone(GObject* source, GAsyncResult* result, gpointer user);
     static void _OnResponse(GDBusConnection* connection, const gchar* sender, const gchar* path,
                             const gchar* interface, const gchar* signal, GVariant* parameters,
                             gpointer user);
@@ -87,6 +104,9 @@ private:
     guint m_watchId = 0;
     gulong m_closedId = 0;
     int m_nextReqId = 1;
+    GCancellable* m_pRequestCancel = nullptr;  // set while an asynchronous call is in flight
+    int m_requestTimeoutMs = 0;
+    RequestHandler m_requestHandler;
     ResponseHandler m_responseHandler;
     OwnerHandler m_ownerHandler;
     ClosedHandler m_closedHandler;
