@@ -1,16 +1,22 @@
 #!/usr/bin/env bash
 # The demo: tessivo on the simulated TV. Builds what is needed, starts a
 # private system bus (unless DBUS_SYSTEM_BUS_ADDRESS names one), seeds the
-# simulated TV, starts kae-service and watches everything it says on the bus
-# with kae-test-console. Ctrl-C stops it all in order: the service says "BYE",
-# then the watcher and the bus end.
+# simulated TV (people walking in front of it), starts kae-service and three
+# kae-test-console clients: one watching the service's broadcasts, one reading
+# the presence distance every second and one subscribed to the tracks. The
+# service first stays in presence mode for its boot period (300 s of service
+# time), so only presence values show; then the subscription takes it to
+# segment mode, the radar streams and the tracks follow, ten a second.
+# Ctrl-C stops it all in order: the service says "BYE", then the clients and
+# the bus end.
 #
 # usage: scripts/demo.sh [--duration SECONDS] [--keep-platform]
 #   --duration S     stop by itself after S seconds (for unattended runs)
 #   --keep-platform  use the simulated TV in $TESSIVO_PLATFORM_DIR as it is,
 #                    without seeding the default TV
-# Environment: TESSIVO_TIME_SCALE speeds up the service's timers;
-# TESSIVO_LOG_LEVEL filters the service log (default info).
+# Environment: TESSIVO_TIME_SCALE speeds up the service's timers (default 20
+# here: the boot period takes 15 s); TESSIVO_LOG_LEVEL filters the service
+# log (default info).
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
@@ -21,7 +27,7 @@ while [ $# -gt 0 ]; do
     case $1 in
         --duration) duration=${2:?--duration needs seconds}; shift 2 ;;
         --keep-platform) seed=0; shift ;;
-        -h|--help) sed -n '2,15p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+        -h|--help) sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'; exit 0 ;;
         *) echo "unknown option $1 (see --help)" >&2; exit 2 ;;
     esac
 done
@@ -34,7 +40,7 @@ cmake --build --preset default --target kae-service kae-test-console tessivo-pla
 bin=$top/build/bin
 
 work=$(mktemp -d /tmp/tessivo-demo-XXXXXX)
-service_pid="" watch_pid="" bus_pid=""
+service_pid="" watch_pid="" client_pids="" bus_pid=""
 
 cleanup() {
     trap - INT TERM EXIT
@@ -45,7 +51,9 @@ cleanup() {
     fi
     # Give the watcher a moment to print the service's goodbye.
     sleep 0.3
-    [ -n "$watch_pid" ] && kill -TERM "$watch_pid" 2>/dev/null && wait "$watch_pid" 2>/dev/null || true
+    for pid in $client_pids $watch_pid; do
+        kill -TERM "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true
+    done
     [ -n "$bus_pid" ] && kill -TERM "$bus_pid" 2>/dev/null || true
     echo "--- service log: $work/kae-service.log"
 }
@@ -60,6 +68,7 @@ fi
 export DBUS_SYSTEM_BUS_ADDRESS
 export TESSIVO_PLATFORM_DIR=${TESSIVO_PLATFORM_DIR:-$work/tv}
 export TESSIVO_LOG_LEVEL=${TESSIVO_LOG_LEVEL:-info}
+export TESSIVO_TIME_SCALE=${TESSIVO_TIME_SCALE:-20}
 
 if [ "$seed" -eq 1 ]; then
     "$bin/tessivo-platform" init
@@ -70,9 +79,19 @@ fi
 setsid "$bin/kae-test-console" watch &
 watch_pid=$!
 sleep 0.3
-echo "--- starting kae-service (log: $work/kae-service.log)"
+echo "--- starting kae-service (log: $work/kae-service.log), clock ${TESSIVO_TIME_SCALE}x"
 setsid "$bin/kae-service" 2> >(trap '' INT TERM; exec tee "$work/kae-service.log" >&2) &
 service_pid=$!
+# The clients start once the service answers, so they begin with its first
+# reading.
+for _ in $(seq 100); do
+    "$bin/kae-test-console" enable >/dev/null 2>&1 && break
+    sleep 0.1
+done
+setsid "$bin/kae-test-console" read distance --every 1000 &
+client_pids="$!"
+setsid "$bin/kae-test-console" subscribe &
+client_pids="$client_pids $!"
 
 if [ "$duration" != 0 ]; then
     sleep "$duration"

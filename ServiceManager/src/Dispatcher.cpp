@@ -34,6 +34,8 @@ GMutex CDispatcher::s_subscribeMutex;
 
 CDispatcher::CDispatcher()
     : m_pActivitySegment(nullptr), m_pServer(nullptr), m_busNameWatch(_OnClientVanished, this) {
+    g_mutex_init(&m_segmentMutex);
+    g_mutex_init(&m_serverMutex);
     m_mapCommand[REQUEST_READ] = "read";
     m_mapCommand[REQUEST_WRITE] = "write";
     m_mapCommand[REQUEST_SUBSCRIBE] = "subscribe";
@@ -60,11 +62,13 @@ CDispatcher::~CDispatcher() {
     }
     // The requesters themselves belong to Stop(); only the storage goes.
     std::vector<CRequester*>().swap(m_listSubscribe);
+    g_mutex_clear(&m_serverMutex);
+    g_mutex_clear(&m_segmentMutex);
 }
 
 bool CDispatcher::Start(IServer* server) {
     KAE_LOGI("CDispatcher Start");
-    m_pServer = server;
+    SetServer(server);
     return ContextEventThread::Start("Dispatcher");
 }
 
@@ -77,7 +81,13 @@ bool CDispatcher::Stop() {
 }
 
 void CDispatcher::SetActivitySegment(ActivitySegment* activitySegment) {
+    ContextAutoLock lock(&m_segmentMutex);
     m_pActivitySegment = activitySegment;
+}
+
+void CDispatcher::SetServer(IServer* server) {
+    ContextAutoLock lock(&m_serverMutex);
+    m_pServer = server;
 }
 
 const char* CDispatcher::__CommandWord(int type) {
@@ -172,7 +182,10 @@ void CDispatcher::OnEvent(int id, void* data) {
     if (id < kFirstPublishEvent) {
         __ClientEventHandling(id, static_cast<CRequester*>(data));
     } else {
-        OnPublish(KAE_SUBJECT_TRACK_SEGMENT, id, static_cast<const char*>(data));
+        if (!__Publish(KAE_SUBJECT_TRACK_SEGMENT, id, static_cast<const char*>(data))) {
+            // The server is gone (shutdown): nobody will take the result.
+            free(data);
+        }
     }
 }
 
@@ -180,6 +193,7 @@ void CDispatcher::__ClientEventHandling(int id, CRequester* requester) {
     if (id == kEventRead) {
         const char* subject = requester->GetSubject().c_str();
         KAE_LOGE("\t\tProcess Read %s", subject);
+        ContextAutoLock lock(&m_segmentMutex);
         if (m_pActivitySegment == nullptr) {
             // Only a dispatcher built without the pipeline gets here.
             KAE_LOGE("activity segment is null");
@@ -201,9 +215,14 @@ void CDispatcher::__ClientEventHandling(int id, CRequester* requester) {
 }
 
 void CDispatcher::OnPublish(const char* subject, int result, const char* data) {
+    __Publish(subject, result, data);
+}
+
+bool CDispatcher::__Publish(const char* subject, int result, const char* data) {
+    ContextAutoLock serverLock(&m_serverMutex);
     if (m_pServer == nullptr) {
         KAE_LOGE("server function is null");
-        return;
+        return false;
     }
     {
         ContextAutoLock lock(&s_subscribeMutex);
@@ -226,10 +245,11 @@ void CDispatcher::OnPublish(const char* subject, int result, const char* data) {
         }
     }
     free(const_cast<char*>(data));
+    return true;
 }
 
 void CDispatcher::OnResponse(const char* subject, int result, const char* output, void* requester) {
-    if (m_pServer == nullptr) {
+    if (!__HasServer()) {
         KAE_LOGE("server function is null");
     } else if (requester == nullptr) {
         KAE_LOGE("pUserData is null");
@@ -242,7 +262,7 @@ void CDispatcher::OnResponse(const char* subject, int result, const char* output
 }
 
 void CDispatcher::OnResponse(const char* subject, int result, void* variant, void* requester) {
-    if (m_pServer == nullptr) {
+    if (!__HasServer()) {
         KAE_LOGE("server function is null");
     } else if (requester == nullptr) {
         KAE_LOGE("pUserData is null");
@@ -362,7 +382,13 @@ int CDispatcher::GetSubscribeCount() {
     return static_cast<int>(m_listSubscribe.size());
 }
 
+bool CDispatcher::__HasServer() {
+    ContextAutoLock lock(&m_serverMutex);
+    return m_pServer != nullptr;
+}
+
 void CDispatcher::__SetTrackSegmentSubscribe(bool subscribed) {
+    ContextAutoLock lock(&m_segmentMutex);
     if (m_pActivitySegment != nullptr) {
         m_pActivitySegment->SetDemoViewerSubscribe(subscribed ? 1 : 0);
     }

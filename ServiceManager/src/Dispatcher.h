@@ -52,7 +52,8 @@ public:
     void OnMethodWriteAsync(const char* sender, GVariant* parameters,
                             GDBusMethodInvocation* invocation) override;
     // Sends data to every subscriber of subject and takes data over (freed
-    // with free). \context Dispatcher thread (any thread is safe).
+    // with free); without a server data stays with the caller.
+    // \context Dispatcher thread (any thread is safe).
     void OnPublish(const char* subject, int result, const char* data) override;
     // Completion of an asynchronous request; deletes requester.
     // \context Any thread.
@@ -60,8 +61,14 @@ public:
     // \context Any thread.
     void OnResponse(const char* subject, int result, void* variant, void* requester) override;
 
-    // \context Main thread, before Start.
+    // Null detaches the pipeline: reads are then refused. Waits for a read
+    // in progress, so the pipeline may be deleted afterwards.
+    // \context Main thread.
     void SetActivitySegment(ActivitySegment* activitySegment);
+    // Null detaches the server: published results are then dropped. Waits
+    // for a send in progress, so the server may be deleted afterwards.
+    // \context Main thread.
+    void SetServer(IServer* server);
     // Drops every subscription of a client that left the bus, as a failed
     // signal would. \context Main loop thread.
     void OnClientVanished(const char* sender);
@@ -81,12 +88,18 @@ private:
     void __DeleteSubscribe(CRequester* requester);
     void __RemoveAllSubscribe();
     void __SetTrackSegmentSubscribe(bool subscribed);
+    bool __HasServer();
+    // OnPublish; false (data untouched) when there is no server.
+    bool __Publish(const char* subject, int result, const char* data);
     static void _OnClientVanished(const char* sender, void* user);
 
     std::vector<CRequester*> m_listSubscribe;
     std::map<int, const char*> m_mapCommand;
-    ActivitySegment* m_pActivitySegment;
-    IServer* m_pServer;
+    // Lock order: m_serverMutex, s_subscribeMutex, m_segmentMutex.
+    GMutex m_segmentMutex;
+    ActivitySegment* m_pActivitySegment;  // guarded by m_segmentMutex
+    GMutex m_serverMutex;
+    IServer* m_pServer;  // guarded by m_serverMutex
     CBusNameWatch m_busNameWatch;
 
     static GMutex s_subscribeMutex;

@@ -10,10 +10,13 @@
 
 #include <new>
 
+#include "ActivitySegment.h"
 #include "ContextClock.h"
 #include "ContextLog.h"
 #include "DBusServer.h"
+#include "Dispatcher.h"
 #include "RadarFetch.h"
+#include "StateManager.h"
 
 namespace {
 
@@ -32,6 +35,9 @@ struct SignalRecord {
 
 CDBusServer* CMainCtrl::m_pCDBusServer = nullptr;
 IServer* CMainCtrl::m_pIServer = nullptr;
+ActivitySegment* CMainCtrl::m_pActivitySegment = nullptr;
+CDispatcher* CMainCtrl::m_pCDispatcher = nullptr;
+StateManager* CMainCtrl::m_pStateManager = nullptr;
 std::atomic<GMainLoop*> CMainCtrl::m_pMainLoop{nullptr};
 
 int CMainCtrl::Main() {
@@ -53,12 +59,16 @@ int CMainCtrl::Main() {
     signal(SIGPIPE, SIG_IGN);
     RegisterSignal();
 
+    bool fullService = false;
     if (IsTavloTV()) {
         if (RadarFetch::SpiValidationCheck() != 0) {
             KAE_LOGI("22Y MODULE");
-            // The sensing pipeline is not part of this build yet; the set
-            // still gets its D-Bus front end.
-            KAE_LOGI("Full sensing service is not supported by this build: D-Bus only");
+            if (!Initialize()) {
+                KAE_LOGE("Init fail");
+                Finalize();
+                return 0;
+            }
+            fullService = true;
         } else {
             // An older module generation: the service answers on D-Bus but
             // never senses.
@@ -66,12 +76,14 @@ int CMainCtrl::Main() {
         }
     }
     m_pMainLoop = g_main_loop_new(nullptr, FALSE);
-    if (!OnlyDbusCreate()) {
-        KAE_LOGE("OnlyDbusCreate init failed");
-        Finalize();
-        return 0;
+    if (!fullService) {
+        if (!OnlyDbusCreate()) {
+            KAE_LOGE("OnlyDbusCreate init failed");
+            Finalize();
+            return 0;
+        }
+        KAE_LOGI("OnlyDbusCreate init success");
     }
-    KAE_LOGI("OnlyDbusCreate init success");
 
     g_main_loop_run(m_pMainLoop);
 
@@ -148,6 +160,45 @@ bool CMainCtrl::IsTavloTV() {
     return flag;
 }
 
+bool CMainCtrl::Initialize() {
+    KAE_LOGI("Initialize");
+    m_pCDispatcher = new (std::nothrow) CDispatcher();
+    if (m_pCDispatcher == nullptr) {
+        KAE_LOGE("Memory Allocation Failed");
+        return false;
+    }
+
+    KAE_LOGE("DBusServer Init");
+    m_pCDBusServer = new (std::nothrow) CDBusServer(m_pCDispatcher);
+    m_pIServer = m_pCDBusServer;
+    if (m_pCDBusServer == nullptr) {
+        KAE_LOGE("Memory Allocation Failed");
+        return false;
+    }
+
+    try {
+        m_pStateManager = new StateManager();
+    } catch (...) {
+        return false;
+    }
+
+    m_pActivitySegment = new (std::nothrow) ActivitySegment(m_pCDispatcher);
+    if (m_pActivitySegment == nullptr) {
+        KAE_LOGE("Memory Allocation Failed");
+        return false;
+    }
+
+    m_pCDispatcher->SetActivitySegment(m_pActivitySegment);
+    m_pActivitySegment->SetStateManager(m_pStateManager);
+    m_pStateManager->SetActivitySegment(m_pActivitySegment);
+
+    m_pStateManager->Start("StateManager");
+    m_pCDispatcher->Start(m_pIServer);
+    m_pIServer->Start();
+    m_pActivitySegment->Start();
+    return true;
+}
+
 bool CMainCtrl::OnlyDbusCreate() {
     m_pCDBusServer = new (std::nothrow) CDBusServer(nullptr);
     m_pIServer = m_pCDBusServer;
@@ -161,11 +212,44 @@ bool CMainCtrl::OnlyDbusCreate() {
 
 void CMainCtrl::Finalize() {
     KAE_LOGE("Finalize");
+    if (m_pActivitySegment != nullptr) {
+        KAE_LOGE("ActivitySegment Stop...");
+        // The mode thread and the dispatcher outlive the pipeline: both let
+        // go of it first (each waits for a call in progress), then the radar
+        // stops, so no frame is in flight when the pipeline goes.
+        if (m_pStateManager != nullptr) {
+            m_pStateManager->SetActivitySegment(nullptr);
+        }
+        if (m_pCDispatcher != nullptr) {
+            m_pCDispatcher->SetActivitySegment(nullptr);
+        }
+        m_pActivitySegment->StopSensor();
+        m_pActivitySegment->Stop();
+        delete m_pActivitySegment;
+        m_pActivitySegment = nullptr;
+    }
     if (m_pCDBusServer != nullptr) {
         KAE_LOGE("DBus Stop...");
+        // Results still queued at the dispatcher are dropped rather than
+        // sent through a server that is about to go.
+        if (m_pCDispatcher != nullptr) {
+            m_pCDispatcher->SetServer(nullptr);
+        }
         m_pCDBusServer->SendStopSignalToClient();
         m_pCDBusServer->Stop();
         delete m_pCDBusServer;
         m_pCDBusServer = nullptr;
+    }
+    if (m_pCDispatcher != nullptr) {
+        KAE_LOGE("Dispatcher Stop...");
+        m_pCDispatcher->Stop();
+        delete m_pCDispatcher;
+        m_pCDispatcher = nullptr;
+    }
+    if (m_pStateManager != nullptr) {
+        KAE_LOGE("StateManager Stop...");
+        m_pStateManager->Stop();
+        delete m_pStateManager;
+        m_pStateManager = nullptr;
     }
 }

@@ -8,8 +8,11 @@
 
 #include <atomic>
 
+class ActivitySegment;
 class CDBusServer;
+class CDispatcher;
 class IServer;
+class StateManager;
 
 class CMainCtrl {
 public:
@@ -23,6 +26,9 @@ public:
     // signal for the main loop. \context Signal context.
     static void OnSignal(int signum);
     static bool IsTavloTV();
+    // Builds, wires and starts the full service. Objects made before a
+    // failing step are left for Finalize(). \context Main thread.
+    static bool Initialize();
     static bool OnlyDbusCreate();
     // Stops and destroys whatever exists; safe to call any number of times.
     // \context Main thread.
@@ -30,6 +36,9 @@ public:
 
     static CDBusServer* m_pCDBusServer;
     static IServer* m_pIServer;
+    static ActivitySegment* m_pActivitySegment;
+    static CDispatcher* m_pCDispatcher;
+    static StateManager* m_pStateManager;
     // Read by the signal handler, hence atomic.
     static std::atomic<GMainLoop*> m_pMainLoop;
 
