@@ -78,16 +78,27 @@ bool PresenceMode::IsChangeToSegmentMode() {
     return m_bChangePending || m_activitySegment.GetDemoViewerSubscribe() != 0;
 }
 
+IMode* PresenceMode::_StayInPresenceMode() {
+    if (m_bTimeUp && m_pStateManager->HasKPIManager()) {
+        KAE_LOGI("Time Up(Mode Unchanged)! Presence->Presence");
+        m_pStateManager->NotifyModeChange(PRESENCE_TO_PRESENCE);
+    }
+    return this;
+}
+
 IMode* PresenceMode::GetNextMode() {
     CheckTimeUp();
     // A pending change stays set while something holds presence mode, so
     // the switch happens on the first pass after it lets go.
     if (IsKeepPresenceMode() || !IsChangeToSegmentMode()) {
-        return this;
+        return _StayInPresenceMode();
     }
     KAE_LOGI("Mode Changed! Presence->Segment");
     m_bChangePending = false;
     m_activitySegment.StartSensor();
     m_pStateManager->GetModeChangeTimerInstance()->RecordTime();
+    if (m_pStateManager->HasKPIManager()) {
+        m_pStateManager->NotifyModeChange(PRESENCE_TO_SEGMENT);
+    }
     return m_pStateManager->GetSegmentModeInstance();
 }

@@ -44,6 +44,9 @@ private:
     static constexpr int32_t kReadFailureLimitSec = 239;
     static constexpr int32_t kTimeUpSec = 120;
 
+    // Raises the time-up notice when a time-up keeps the mode.
+    IMode* _StayInPresenceMode();
+
     StateManager* m_pStateManager;
     ModeSensorLink m_activitySegment;
     ModeTimer* m_pReadFailureTimer;  // null while reads succeed

@@ -189,9 +189,16 @@ IMode* SegmentMode::GetNextMode() {
         KAE_LOGI("Mode Changed! Segment->Presence");
         m_bChangePending = false;
         m_pStateManager->GetModeChangeTimerInstance()->RecordTime();
+        if (m_pStateManager->HasKPIManager()) {
+            m_pStateManager->NotifyModeChange(SEGMENT_TO_PRESENCE);
+        }
         m_activitySegment.StopSensor();
         CleanQueue();
         return m_pStateManager->GetPresenceModeInstance();
+    }
+    if (m_bTimeUp && m_pStateManager->HasKPIManager()) {
+        KAE_LOGI("Time Up(Mode Unchanged)! Segment->Segment");
+        m_pStateManager->NotifyModeChange(SEGMENT_TO_SEGMENT);
     }
     return this;
 }

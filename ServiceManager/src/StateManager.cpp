@@ -8,6 +8,7 @@
 #include "ContextLog.h"
 #include "ContextThread.h"
 #include "DLFDataCollector.h"
+#include "KPIManager.h"
 #include "ModeTimer.h"
 #include "PresenceMode.h"
 #include "SegmentMode.h"
@@ -65,8 +66,12 @@ StateManager::StateManager()
       m_pCurrentMode(nullptr),
       m_pModeChangeTimer(nullptr),
       m_pBootTimer(nullptr),
-      m_pDLFDataCollector(nullptr) {
+      m_pDLFDataCollector(nullptr),
+      m_pKPIManager(nullptr),
+      m_pDetachedKPIManager(nullptr),
+      m_nDeleteSource(0) {
     g_mutex_init(&m_appLock);
+    g_mutex_init(&m_kpiLock);
     m_pPresenceMode = new PresenceMode(this);
     m_pSegmentMode = new SegmentMode(this);
 
@@ -114,6 +119,10 @@ StateManager::StateManager()
     m_pDLFDataCollector->RegisterAppSessionCB(_StateManagerAppSessionChangeCB, this);
     m_pDLFDataCollector->Start();
 
+    if (m_bKPITargetCountry && m_bKPIAgreed) {
+        _CreateKPIManager();
+    }
+
     int state = kSensorNormal;
     if (vconf_get_int(kKeyMotionSensor, &state) == VCONF_OK) {
         KAE_LOGI("vconf_get_int(VCONF_KEY_MOTION_SENSOR_ACCESSIBLE) succeeded : %d", state);
@@ -126,6 +135,17 @@ StateManager::StateManager()
 }
 
 StateManager::~StateManager() {
+    {
+        ContextAutoLock lock(&m_kpiLock);
+        delete m_pKPIManager;
+        m_pKPIManager = nullptr;
+        delete m_pDetachedKPIManager;
+        m_pDetachedKPIManager = nullptr;
+        if (m_nDeleteSource != 0) {
+            g_source_remove(m_nDeleteSource);
+            m_nDeleteSource = 0;
+        }
+    }
     delete m_pModeChangeTimer;
     delete m_pSegmentMode;
     delete m_pPresenceMode;
@@ -140,6 +160,7 @@ StateManager::~StateManager() {
     vconf_ignore_key_changed(kKeyMotionSensor, _OnSensorVconfChangeCb);
     vconf_ignore_key_changed(kKeyRotation, _OnRotationStateVconfChangeCb);
     vconf_ignore_key_changed(kKeyDisclaimAgrees, _OnDisclaimAgreesVconfChangeCb);
+    g_mutex_clear(&m_kpiLock);
     g_mutex_clear(&m_appLock);
 }
 
@@ -204,6 +225,7 @@ void StateManager::_RunPass(bool* claimed) {
             m_pModeChangeTimer->RecordTime();
             if (m_pCurrentMode == m_pSegmentMode) {
                 KAE_LOGI("SegmentMode -> PresenceMode");
+                NotifyModeChange(SEGMENT_TO_PRESENCE);
                 m_activitySegment.StopSensor();
                 m_pCurrentMode = m_pPresenceMode;
             } else if (m_pCurrentMode != m_pPresenceMode) {
@@ -239,17 +261,74 @@ bool StateManager::PushEvent(int id, void* data, int priority) {
 }
 
 int StateManager::UpdateStat(int item, double value) {
-    (void)item;
-    (void)value;
+    ContextAutoLock lock(&m_kpiLock);
+    if (m_pKPIManager != nullptr) {
+        m_pKPIManager->UpdateStat(item, value);
+    }
     return 0;
 }
 
 void StateManager::UpdateStat(void* record) {
-    free(record);
+    ContextAutoLock lock(&m_kpiLock);
+    if (m_pKPIManager != nullptr) {
+        m_pKPIManager->UpdateStat(record);
+    } else {
+        free(record);
+    }
+}
+
+void StateManager::NotifyModeChange(MODE_CHANGE_TYPE type) {
+    ContextAutoLock lock(&m_kpiLock);
+    if (m_pKPIManager != nullptr) {
+        m_pKPIManager->NotifyModeChange(type);
+    }
+}
+
+bool StateManager::HasKPIManager() {
+    ContextAutoLock lock(&m_kpiLock);
+    return m_pKPIManager != nullptr;
+}
+
+KPIManager* StateManager::GetKPIManagerInstance() {
+    ContextAutoLock lock(&m_kpiLock);
+    return m_pKPIManager;
+}
+
+void StateManager::_CreateKPIManager() {
+    ContextAutoLock lock(&m_kpiLock);
+    if (m_pKPIManager == nullptr) {
+        m_pKPIManager = new KPIManager();
+        m_pKPIManager->InitDLFDataCollector(m_pDLFDataCollector);
+    }
 }
 
 bool StateManager::deleteKPIManager() {
+    ContextAutoLock lock(&m_kpiLock);
+    if (m_pKPIManager == nullptr) {
+        return true;
+    }
+    if (g_main_context_is_owner(nullptr)) {
+        delete m_pKPIManager;
+        m_pKPIManager = nullptr;
+        return true;
+    }
+    // Its collector callback runs on the main thread, so that is where it
+    // goes; until then nobody feeds it.
+    m_pDetachedKPIManager = m_pKPIManager;
+    m_pKPIManager = nullptr;
+    if (m_nDeleteSource == 0) {
+        m_nDeleteSource = g_idle_add(_DeleteDetachedKPIManager, this);
+    }
     return true;
+}
+
+gboolean StateManager::_DeleteDetachedKPIManager(gpointer self) {
+    auto* manager = static_cast<StateManager*>(self);
+    ContextAutoLock lock(&manager->m_kpiLock);
+    delete manager->m_pDetachedKPIManager;
+    manager->m_pDetachedKPIManager = nullptr;
+    manager->m_nDeleteSource = 0;
+    return G_SOURCE_REMOVE;
 }
 
 bool StateManager::CheckKPIAgreement(const char* json) {
@@ -332,10 +411,28 @@ void StateManager::_OnMotionSensorChanged(int value) {
 
 void StateManager::_OnAgreementChanged(const char* text) {
     KAE_LOGI("VCONF_KEY_DISCLAIM_AGREES changed: %s", text != nullptr ? text : "(null)");
-    m_bKPIAgreed = CheckKPIAgreement(text);
+    const bool agreed = CheckKPIAgreement(text);
+    if (m_bKPIAgreed && !agreed) {
+        deleteKPIManager();
+    } else if (!m_bKPIAgreed && agreed && m_bKPITargetCountry) {
+        _CreateKPIManager();
+    }
+    m_bKPIAgreed = agreed;
 }
 
 void StateManager::_OnCountryChanged(const char* code) {
     KAE_LOGI("VCONF_KEY_COUNTRY changed: %s", code != nullptr ? code : "(null)");
-    m_bKPITargetCountry = code != nullptr && _IsKPITargetCountry(code);
+    if (code != nullptr && _IsKPITargetCountry(code)) {
+        if (!m_bKPITargetCountry) {
+            m_bKPITargetCountry = true;
+            if (m_bKPIAgreed) {
+                _CreateKPIManager();
+            }
+        }
+    } else {
+        if (m_bKPITargetCountry) {
+            deleteKPIManager();
+        }
+        m_bKPITargetCountry = false;
+    }
 }

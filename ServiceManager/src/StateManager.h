@@ -13,11 +13,13 @@
 
 #include "AppSessionInfo.h"
 #include "IContextEventSink.h"
+#include "ModeChangeType.h"
 #include "ModeSensorLink.h"
 
 class ActivitySegment;
 class DLFDataCollector;
 class IMode;
+class KPIManager;
 class ModeTimer;
 class PresenceMode;
 class SegmentMode;
@@ -64,7 +66,12 @@ public:
     // dropped and a record freed. \context Mode thread.
     int UpdateStat(int item, double value);
     void UpdateStat(void* record);
-    // Gives the statistics up; always true. \context Mode thread.
+    // The end of a mode period, for the statistics. \context Mode thread.
+    void NotifyModeChange(MODE_CHANGE_TYPE type);
+    // Whether usage statistics are collected now. \context Thread-safe.
+    bool HasKPIManager();
+    // Gives the statistics up; always true. The manager itself is deleted
+    // on the main thread, where its callbacks run. \context Any thread.
     bool deleteKPIManager();
 
     // True only for a JSON object whose string "presence" is "true".
@@ -87,6 +94,8 @@ public:
     // The stored motion sensor state (0 or 2). \context Thread-safe.
     int GetMotionSensorState() const { return m_nMotionSensorState.load(); }
 
+    // For tests: the manager or null. \context Main thread.
+    KPIManager* GetKPIManagerInstance();
     // \context Mode thread (the objects live as long as the state manager).
     ModeTimer* GetModeChangeTimerInstance() { return m_pModeChangeTimer; }
     SegmentMode* GetSegmentModeInstance() { return m_pSegmentMode; }
@@ -102,6 +111,9 @@ private:
     void _OnMotionSensorChanged(int value);
     void _OnAgreementChanged(const char* text);
     void _OnCountryChanged(const char* code);
+    // Creates the statistics when none exist. \context Main thread.
+    void _CreateKPIManager();
+    static gboolean _DeleteDetachedKPIManager(gpointer self);
     // One pass of the mode loop; claimed is the loop's claim marker.
     void _RunPass(bool* claimed);
 
@@ -123,6 +135,12 @@ private:
     ModeTimer* m_pModeChangeTimer;
     ModeTimer* m_pBootTimer;  // mode thread only once started
     DLFDataCollector* m_pDLFDataCollector;
+    // The mode thread feeds the statistics while notifications on the main
+    // thread create and delete them.
+    GMutex m_kpiLock;
+    KPIManager* m_pKPIManager;          // guarded by m_kpiLock
+    KPIManager* m_pDetachedKPIManager;  // given up, waiting for the main thread
+    guint m_nDeleteSource;              // guarded by m_kpiLock
 };
 
 #endif

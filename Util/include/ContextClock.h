@@ -13,6 +13,8 @@ public:
     virtual ~IClockSource() = default;
     virtual int64_t MonotonicUs() = 0;
     virtual int64_t WallTimeUs() = 0;
+    // Wall time to the nanosecond where the source has it.
+    virtual int64_t WallTimeNs() { return WallTimeUs() * 1000; }
     virtual void SleepUs(int64_t us) = 0;
 };
 
@@ -26,6 +28,9 @@ public:
     static time_t WallTime();
     // \context Thread-safe.
     static int64_t WallTimeUs();
+    // The wall time as clock_gettime(CLOCK_REALTIME) gives it.
+    // \context Thread-safe.
+    static timespec WallTimeSpec();
     // \context Thread-safe.
     static void SleepUs(int64_t us);
 

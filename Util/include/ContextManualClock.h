@@ -18,6 +18,7 @@ public:
 
     int64_t MonotonicUs() override;
     int64_t WallTimeUs() override;
+    int64_t WallTimeNs() override;
     void SleepUs(int64_t us) override;
 
     // Moves monotonic and wall time forward together and wakes the sleepers
@@ -27,6 +28,8 @@ public:
     // Moves the wall time alone, as when the user or the network sets the
     // TV's clock. \context Thread-safe.
     void JumpWall(int64_t seconds);
+    // The same to the nanosecond. \context Thread-safe.
+    void JumpWallNs(int64_t ns);
     // From now on every sleep returns at once; used to let workers end.
     // \context Thread-safe.
     void Release();
@@ -44,7 +47,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     int64_t m_monotonicUs;
-    int64_t m_wallUs;
+    int64_t m_wallNs;
     int m_sleepers = 0;
     int64_t m_sleepsBegun = 0;
     bool m_released = false;

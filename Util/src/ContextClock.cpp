@@ -44,6 +44,11 @@ public:
         return m_originUs + static_cast<int64_t>(static_cast<double>(now - m_originUs) * m_scale);
     }
     int64_t WallTimeUs() override { return ReadUs(CLOCK_REALTIME); }
+    int64_t WallTimeNs() override {
+        timespec ts = {0, 0};
+        clock_gettime(CLOCK_REALTIME, &ts);
+        return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
+    }
     void SleepUs(int64_t us) override {
         if (us <= 0) {
             return;
@@ -84,6 +89,14 @@ time_t ContextClock::WallTime() {
 
 int64_t ContextClock::WallTimeUs() {
     return Source().WallTimeUs();
+}
+
+timespec ContextClock::WallTimeSpec() {
+    const int64_t ns = Source().WallTimeNs();
+    timespec ts;
+    ts.tv_sec = static_cast<time_t>(ns / 1000000000);
+    ts.tv_nsec = static_cast<long>(ns % 1000000000);
+    return ts;
 }
 
 void ContextClock::SleepUs(int64_t us) {

@@ -3,7 +3,7 @@
 #include <chrono>
 
 ContextManualClock::ContextManualClock(time_t wallSeconds)
-    : m_monotonicUs(1000000000), m_wallUs(static_cast<int64_t>(wallSeconds) * 1000000) {}
+    : m_monotonicUs(1000000000), m_wallNs(static_cast<int64_t>(wallSeconds) * 1000000000) {}
 
 ContextManualClock::~ContextManualClock() {
     Release();
@@ -16,7 +16,12 @@ int64_t ContextManualClock::MonotonicUs() {
 
 int64_t ContextManualClock::WallTimeUs() {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_wallUs;
+    return m_wallNs / 1000;
+}
+
+int64_t ContextManualClock::WallTimeNs() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_wallNs;
 }
 
 void ContextManualClock::SleepUs(int64_t us) {
@@ -33,13 +38,18 @@ void ContextManualClock::SleepUs(int64_t us) {
 void ContextManualClock::Advance(int64_t us) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_monotonicUs += us;
-    m_wallUs += us;
+    m_wallNs += us * 1000;
     m_changed.notify_all();
 }
 
 void ContextManualClock::JumpWall(int64_t seconds) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_wallUs += seconds * 1000000;
+    m_wallNs += seconds * 1000000000;
+}
+
+void ContextManualClock::JumpWallNs(int64_t ns) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_wallNs += ns;
 }
 
 void ContextManualClock::Release() {

@@ -169,6 +169,7 @@ TEST_F(ModeControlTest, ConfigurationIsReadAtConstructionWithFallbacks) {
     EXPECT_FALSE(bare.isKPIAgreed());
     EXPECT_EQ(bare.GetMotionSensorState(), 0);
     EXPECT_TRUE(bare.isPresenceModeForcedOnBoot());
+    EXPECT_FALSE(bare.HasKPIManager());
 
     SeedOpenTv("AA");
     ASSERT_EQ(vconf_set_int(kRotationKey, 0), VCONF_OK);
@@ -178,6 +179,7 @@ TEST_F(ModeControlTest, ConfigurationIsReadAtConstructionWithFallbacks) {
     EXPECT_TRUE(seeded.isKPIAgreed());
     EXPECT_FALSE(seeded.isLandscapeMode());
     EXPECT_EQ(seeded.GetMotionSensorState(), 2);
+    EXPECT_TRUE(seeded.HasKPIManager()) << "\"AA\" is on the list on purpose";
 }
 
 TEST_F(ModeControlTest, WatchedKeysUpdateTheFlags) {
@@ -185,18 +187,30 @@ TEST_F(ModeControlTest, WatchedKeysUpdateTheFlags) {
     StateManager& manager = Make();
     ASSERT_TRUE(manager.isKPITargetCountry());
 
+    ASSERT_TRUE(manager.HasKPIManager());
+
+    // Statistics exist only for a listed country with the agreement.
     ASSERT_EQ(vconf_set_str(kCountryKey, "JP"), VCONF_OK);
     EXPECT_TRUE(Pump([&] { return !manager.isKPITargetCountry(); }));
+    EXPECT_FALSE(manager.HasKPIManager());
     ASSERT_EQ(vconf_set_str(kCountryKey, "GB_EN"), VCONF_OK);
     EXPECT_TRUE(Pump([&] { return manager.isKPITargetCountry(); }));
+    EXPECT_TRUE(manager.HasKPIManager());
 
     ASSERT_EQ(vconf_set_int(kRotationKey, 0), VCONF_OK);
     EXPECT_TRUE(Pump([&] { return !manager.isLandscapeMode(); }));
 
     ASSERT_EQ(vconf_set_str(kAgreementKey, "{\"presence\":\"false\"}"), VCONF_OK);
     EXPECT_TRUE(Pump([&] { return !manager.isKPIAgreed(); }));
+    EXPECT_FALSE(manager.HasKPIManager());
+    ASSERT_EQ(vconf_set_str(kCountryKey, "JP"), VCONF_OK);
+    ASSERT_TRUE(Pump([&] { return !manager.isKPITargetCountry(); }));
+    ASSERT_EQ(vconf_set_str(kCountryKey, "KR"), VCONF_OK);
+    ASSERT_TRUE(Pump([&] { return manager.isKPITargetCountry(); }));
+    EXPECT_FALSE(manager.HasKPIManager()) << "a country alone is not enough";
     ASSERT_EQ(vconf_set_str(kAgreementKey, kAgreed), VCONF_OK);
     EXPECT_TRUE(Pump([&] { return manager.isKPIAgreed(); }));
+    EXPECT_TRUE(manager.HasKPIManager());
 
     AppSessionInfo netflix;
     netflix.appId = "org.tizen.netflix-app";
@@ -268,6 +282,7 @@ TEST_F(ModeControlTest, PresenceReadingIsGivenUpAfterMoreThan239SecondsOfFailure
     m_clock.AdvanceSeconds(1);
     ASSERT_TRUE(m_clock.WaitForSleepsBegun(begun + 4));
     EXPECT_TRUE(manager.isPresenceReadFailure());
+    EXPECT_FALSE(manager.HasKPIManager()) << "the statistics go with presence reading";
 }
 
 TEST_F(ModeControlTest, SegmentModeLeavesAtItsTimeUpOrWhenTheTvCallsItBack) {

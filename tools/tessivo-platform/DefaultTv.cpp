@@ -1,6 +1,7 @@
 #include "DefaultTv.h"
 
 #include "DsfStore.h"
+#include "KpiEventLog.h"
 #include "RadarCommands.h"
 #include "RadarConfig.h"
 #include "SettingsStore.h"
@@ -102,7 +103,8 @@ const std::vector<SeedValue>& DefaultTvValues() {
 }
 
 const std::vector<std::string>& PlatformAreas() {
-    static const std::vector<std::string> kAreas = {
-        "features", VconfStore::kArea, SettingsStore::kArea, DsfStore::kArea, RadarConfig::kArea};
+    static const std::vector<std::string> kAreas = {"features",           VconfStore::kArea,
+                                                    SettingsStore::kArea, DsfStore::kArea,
+                                                    RadarConfig::kArea,   KpiEventLog::kArea};
     return kAreas;
 }

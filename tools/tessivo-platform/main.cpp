@@ -13,6 +13,7 @@
 #include "DefaultTv.h"
 #include "DsfCommands.h"
 #include "DsfStore.h"
+#include "KpiCommands.h"
 #include "PlatformStore.h"
 #include "RadarCommands.h"
 #include "SettingsStore.h"
@@ -29,8 +30,9 @@ const char kUsageHead[] =
     "  init                        reset the TV to the default: a Tavlo TV in the US, presence\n"
     "                              statistics agreed, landscape, sensor free, data service\n"
     "                              ready, the TV viewer on HDMI1 (a game console), radar\n"
-    "                              passing its check and showing people walking; processes\n"
-    "                              watching vconf keys hear of the default values\n"
+    "                              passing its check and showing people walking, no KPI\n"
+    "                              events; processes watching vconf keys hear of the\n"
+    "                              default values\n"
     "  dir                         print the platform directory\n"
     "  feature get KEY             print a feature flag (true or false)\n"
     "  feature set KEY true|false  set a feature flag\n"
@@ -50,6 +52,7 @@ void PrintUsage(FILE* out) {
     fputs(kUsageHead, out);
     fputs(kDsfUsage, out);
     fputs(kRadarUsage, out);
+    fputs(kKpiUsage, out);
     fputs(kUsageTail, out);
 }
 
@@ -212,6 +215,9 @@ int main(int argc, char** argv) {
     }
     if (command == "radar") {
         return RadarCommand(std::vector<std::string>(args.begin() + 1, args.end()), Usage);
+    }
+    if (command == "kpi") {
+        return KpiCommand(std::vector<std::string>(args.begin() + 1, args.end()), Usage);
     }
     return Usage(("unknown command \"" + command + "\"").c_str());
 }
