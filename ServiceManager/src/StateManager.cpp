@@ -289,11 +289,6 @@ bool StateManager::HasKPIManager() {
     return m_pKPIManager != nullptr;
 }
 
-KPIManager* StateManager::GetKPIManagerInstance() {
-    ContextAutoLock lock(&m_kpiLock);
-    return m_pKPIManager;
-}
-
 void StateManager::_CreateKPIManager() {
     ContextAutoLock lock(&m_kpiLock);
     if (m_pKPIManager == nullptr) {

@@ -94,8 +94,6 @@ public:
     // The stored motion sensor state (0 or 2). \context Thread-safe.
     int GetMotionSensorState() const { return m_nMotionSensorState.load(); }
 
-    // For tests: the manager or null. \context Main thread.
-    KPIManager* GetKPIManagerInstance();
     // \context Mode thread (the objects live as long as the state manager).
     ModeTimer* GetModeChangeTimerInstance() { return m_pModeChangeTimer; }
     SegmentMode* GetSegmentModeInstance() { return m_pSegmentMode; }
