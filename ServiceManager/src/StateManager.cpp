@@ -68,7 +68,6 @@ StateManager::StateManager()
       m_pBootTimer(nullptr),
       m_pDLFDataCollector(nullptr),
       m_pKPIManager(nullptr),
-      m_pDetachedKPIManager(nullptr),
       m_nDeleteSource(0) {
     g_mutex_init(&m_appLock);
     g_mutex_init(&m_kpiLock);
@@ -139,8 +138,7 @@ StateManager::~StateManager() {
         ContextAutoLock lock(&m_kpiLock);
         delete m_pKPIManager;
         m_pKPIManager = nullptr;
-        delete m_pDetachedKPIManager;
-        m_pDetachedKPIManager = nullptr;
+        _DeleteDetachedLocked();
         if (m_nDeleteSource != 0) {
             g_source_remove(m_nDeleteSource);
             m_nDeleteSource = 0;
@@ -309,7 +307,7 @@ bool StateManager::deleteKPIManager() {
     }
     // Its collector callback runs on the main thread, so that is where it
     // goes; until then nobody feeds it.
-    m_pDetachedKPIManager = m_pKPIManager;
+    m_detachedKPIManagers.push_back(m_pKPIManager);
     m_pKPIManager = nullptr;
     if (m_nDeleteSource == 0) {
         m_nDeleteSource = g_idle_add(_DeleteDetachedKPIManager, this);
@@ -317,11 +315,17 @@ bool StateManager::deleteKPIManager() {
     return true;
 }
 
+void StateManager::_DeleteDetachedLocked() {
+    for (KPIManager* manager : m_detachedKPIManagers) {
+        delete manager;
+    }
+    m_detachedKPIManagers.clear();
+}
+
 gboolean StateManager::_DeleteDetachedKPIManager(gpointer self) {
     auto* manager = static_cast<StateManager*>(self);
     ContextAutoLock lock(&manager->m_kpiLock);
-    delete manager->m_pDetachedKPIManager;
-    manager->m_pDetachedKPIManager = nullptr;
+    manager->_DeleteDetachedLocked();
     manager->m_nDeleteSource = 0;
     return G_SOURCE_REMOVE;
 }

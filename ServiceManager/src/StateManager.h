@@ -10,6 +10,7 @@
 #include <vconf.h>
 
 #include <atomic>
+#include <vector>
 
 #include "AppSessionInfo.h"
 #include "IContextEventSink.h"
@@ -112,6 +113,8 @@ private:
     // Creates the statistics when none exist. \context Main thread.
     void _CreateKPIManager();
     static gboolean _DeleteDetachedKPIManager(gpointer self);
+    // \context Main thread, m_kpiLock held.
+    void _DeleteDetachedLocked();
     // One pass of the mode loop; claimed is the loop's claim marker.
     void _RunPass(bool* claimed);
 
@@ -136,9 +139,10 @@ private:
     // The mode thread feeds the statistics while notifications on the main
     // thread create and delete them.
     GMutex m_kpiLock;
-    KPIManager* m_pKPIManager;          // guarded by m_kpiLock
-    KPIManager* m_pDetachedKPIManager;  // given up, waiting for the main thread
-    guint m_nDeleteSource;              // guarded by m_kpiLock
+    KPIManager* m_pKPIManager;  // guarded by m_kpiLock
+    // Given up off the main thread, waiting to be deleted on it.
+    std::vector<KPIManager*> m_detachedKPIManagers;  // guarded by m_kpiLock
+    guint m_nDeleteSource;                           // guarded by m_kpiLock
 };
 
 #endif
