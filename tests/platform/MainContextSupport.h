@@ -10,37 +10,12 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 
-#include <chrono>
-#include <functional>
+#include "MainContextWait.h"
+
 #include <string>
 #include <vector>
 
 namespace maincontext {
-
-// Safety net of every wait: far longer than any correct run needs.
-constexpr std::chrono::seconds kPatience{10};
-
-// Runs the default main context until done() holds; false when kPatience
-// passed first. A short repeating timeout wakes a blocked iteration so that
-// the deadline is looked at even when nothing arrives.
-inline bool RunUntil(const std::function<bool()>& done) {
-    auto deadline = std::chrono::steady_clock::now() + kPatience;
-    guint guard = g_timeout_add(
-        20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-    bool held = done();
-    while (!held && std::chrono::steady_clock::now() < deadline) {
-        g_main_context_iteration(nullptr, TRUE);
-        held = done();
-    }
-    g_source_remove(guard);
-    return held;
-}
-
-// Dispatches whatever the default main context has ready, without blocking.
-inline void RunPending() {
-    while (g_main_context_iteration(nullptr, FALSE)) {
-    }
-}
 
 struct ToolResult {
     int exitCode = -1;

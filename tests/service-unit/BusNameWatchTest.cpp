@@ -6,17 +6,13 @@
 #include <vector>
 
 #include "BusNameWatch.h"
+#include "MainContextWait.h"
 #include "TestBus.h"
 
 namespace {
 
 void Record(const char* name, void* user) {
     static_cast<std::vector<std::string>*>(user)->push_back(name);
-}
-
-gboolean TimedOut(gpointer user) {
-    *static_cast<bool*>(user) = true;
-    return G_SOURCE_REMOVE;
 }
 
 class BusNameWatchTest : public ::testing::Test {
@@ -39,19 +35,6 @@ protected:
             static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                               G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
             nullptr, nullptr, nullptr);
-    }
-    // Runs the main context until done() holds, or 5 s as a safety net.
-    template <typename Done>
-    bool RunUntil(Done done) {
-        bool timedOut = false;
-        guint timer = g_timeout_add(5000, TimedOut, &timedOut);
-        while (!done() && !timedOut) {
-            g_main_context_iteration(nullptr, TRUE);
-        }
-        if (!timedOut) {
-            g_source_remove(timer);
-        }
-        return !timedOut;
     }
     // A round trip to the daemon: every signal it sent before is queued.
     void Sync() {
@@ -87,7 +70,7 @@ TEST_F(BusNameWatchTest, ReportsClientsThatLeaveWithOneSubscription) {
     std::string secondName = g_dbus_connection_get_unique_name(second);
     Close(second);
     Close(first);
-    ASSERT_TRUE(RunUntil([&] { return m_gone.size() >= 2; }));
+    ASSERT_TRUE(maincontext::RunUntil([&] { return m_gone.size() >= 2; }));
     EXPECT_EQ(m_gone, (std::vector<std::string>{secondName, firstName}));
 }
 
@@ -102,8 +85,7 @@ TEST_F(BusNameWatchTest, NothingReachesTheOwnerAfterStop) {
     Close(client);
     Sync();
     // Whatever the bus had queued is dispatched now and must find no owner.
-    while (g_main_context_iteration(nullptr, FALSE)) {
-    }
+    maincontext::RunPending();
     EXPECT_TRUE(m_gone.empty());
 }
 

@@ -15,6 +15,7 @@
 
 #include "DLFDataCollector.h"
 #include "DsfStore.h"
+#include "MainContextWait.h"
 #include "PlatformStore.h"
 #include "SettingsStore.h"
 
@@ -56,7 +57,7 @@ protected:
     void TearDown() override {
         m_collector->Stop();
         // Answers still queued must not reach a deleted collector.
-        EXPECT_TRUE(Drain());
+        EXPECT_TRUE(maincontext::DrainDataService());
         m_collector.reset();
         unsetenv("TESSIVO_PLATFORM_DIR");
         ASSERT_EQ(system(("rm -rf '" + m_dir + "'").c_str()), 0);
@@ -70,39 +71,11 @@ protected:
     void StartReady() {
         ASSERT_EQ(vconf_set_int(kReady, 1), VCONF_OK);
         ASSERT_EQ(m_collector->Start(), 0);
-        ASSERT_TRUE(Drain());
+        ASSERT_TRUE(maincontext::DrainDataService());
     }
     void Feed(const char* subject, std::string json, int result = 0) {
         m_collector->SubscribeCb(result, subject, &json[0], nullptr);
     }
-    // Runs the main context until done() holds, or 5 s as a safety net.
-    template <typename Done>
-    bool RunUntil(Done done) {
-        bool timedOut = false;
-        GSourceFunc expire = [](gpointer flag) {
-            *static_cast<bool*>(flag) = true;
-            return G_SOURCE_REMOVE;
-        };
-        guint timer = g_timeout_add(5000, expire, &timedOut);
-        while (!done() && !timedOut) {
-            g_main_context_iteration(nullptr, TRUE);
-        }
-        if (!timedOut) {
-            g_source_remove(timer);
-        }
-        return !timedOut;
-    }
-    // Answers come in order: once a read queued now is answered, every
-    // earlier one has been delivered.
-    bool Drain() {
-        bool answered = false;
-        DSF_Callback mark = [](int, const char*, char*, void* flag) {
-            *static_cast<bool*>(flag) = true;
-        };
-        DSF_Read_Async("R/Power/Reset", nullptr, mark, &answered);
-        return RunUntil([&] { return answered; });
-    }
-
     std::string m_dir;
     std::unique_ptr<DLFDataCollector> m_collector;
     std::vector<Call> m_calls;
@@ -249,17 +222,17 @@ TEST_F(DLFDataCollectorTest, LateReadinessStartsOnceAndStopCancelsTheWait) {
     SetAnswer("R/App/Current", AppEvent("org.tizen.netflix-app"));
     ASSERT_EQ(vconf_set_int(kReady, 0), VCONF_OK);
     ASSERT_EQ(m_collector->Start(), 0);
-    ASSERT_TRUE(Drain());
+    ASSERT_TRUE(maincontext::DrainDataService());
     EXPECT_TRUE(m_calls.empty());  // nothing read yet
 
     ASSERT_EQ(vconf_set_int(kReady, 1), VCONF_OK);
-    ASSERT_TRUE(RunUntil([&] { return !m_calls.empty(); }));
+    ASSERT_TRUE(maincontext::RunUntil([&] { return !m_calls.empty(); }));
     // A restart would read the application again and find this one.
     SetAnswer("R/App/Current", AppEvent("org.tizen.kiv-app"));
     ASSERT_EQ(vconf_set_int(kReady, 0), VCONF_OK);
     ASSERT_EQ(vconf_set_int(kReady, 1), VCONF_OK);
-    ASSERT_TRUE(RunUntil([&] { return readyChanges == 4; }));
-    ASSERT_TRUE(Drain());
+    ASSERT_TRUE(maincontext::RunUntil([&] { return readyChanges == 4; }));
+    ASSERT_TRUE(maincontext::DrainDataService());
     ASSERT_EQ(m_calls.size(), 1u);
     EXPECT_EQ(m_calls[0].current.appId, "org.tizen.netflix-app");
 
@@ -269,8 +242,8 @@ TEST_F(DLFDataCollectorTest, LateReadinessStartsOnceAndStopCancelsTheWait) {
     waiting.Stop();
     waiting.RegisterAppSessionCB(Record, &m_calls);
     ASSERT_EQ(vconf_set_int(kReady, 1), VCONF_OK);
-    ASSERT_TRUE(RunUntil([&] { return readyChanges == 6; }));
-    ASSERT_TRUE(Drain());
+    ASSERT_TRUE(maincontext::RunUntil([&] { return readyChanges == 6; }));
+    ASSERT_TRUE(maincontext::DrainDataService());
     EXPECT_EQ(m_calls.size(), 1u);
     vconf_ignore_key_changed(kReady, CountKey);
 }
@@ -279,12 +252,12 @@ TEST_F(DLFDataCollectorTest, FollowsTheDataServiceEndToEnd) {
     SetAnswer("R/App/Current", AppEvent(kViewer));
     ASSERT_EQ(vconf_set_int(kReady, 1), VCONF_OK);
     ASSERT_EQ(m_collector->Start(), 0);
-    ASSERT_TRUE(RunUntil([&] { return m_calls.size() == 1; }));
+    ASSERT_TRUE(maincontext::RunUntil([&] { return m_calls.size() == 1; }));
     EXPECT_EQ(m_calls[0].current.sessionName, "org.tizen.tv-viewer:HDMI1");
     EXPECT_EQ(m_calls[0].current.sessionDevice, "Console");
 
     ASSERT_EQ(DsfStore::Publish("P/App/Change", AppEvent("org.tizen.netflix-app")), 0);
-    ASSERT_TRUE(RunUntil([&] { return m_calls.size() == 2; }));
+    ASSERT_TRUE(maincontext::RunUntil([&] { return m_calls.size() == 2; }));
     EXPECT_EQ(m_calls[1].current.sessionName, "org.tizen.netflix-app");
     EXPECT_EQ(m_calls[1].previous.sessionName, "org.tizen.tv-viewer:HDMI1");
 }

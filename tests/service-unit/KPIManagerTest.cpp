@@ -20,6 +20,7 @@
 #include "DsfStore.h"
 #include "KPIManager.h"
 #include "KpiEventLog.h"
+#include "MainContextWait.h"
 #include "SettingsStore.h"
 
 namespace {
@@ -88,7 +89,7 @@ protected:
     }
     void TearDown() override {
         m_collector->Stop();
-        EXPECT_TRUE(Drain());
+        EXPECT_TRUE(maincontext::DrainDataService());
         m_manager.reset();
         m_collector.reset();
         ContextClock::SetSource(nullptr);
@@ -141,33 +142,11 @@ protected:
     void StartCollector() {
         ASSERT_EQ(vconf_set_int("memory/data-service/ready", 1), VCONF_OK);
         ASSERT_EQ(m_collector->Start(), 0);
-        ASSERT_TRUE(Drain());
+        ASSERT_TRUE(maincontext::DrainDataService());
     }
     void Feed(const char* subject, std::string json) {
         m_collector->SubscribeCb(0, subject, &json[0], nullptr);
     }
-    bool Drain() {
-        bool answered = false;
-        DSF_Callback mark = [](int, const char*, char*, void* flag) {
-            *static_cast<bool*>(flag) = true;
-        };
-        DSF_Read_Async("R/Power/Reset", nullptr, mark, &answered);
-        // 5 s of real time as a safety net.
-        bool timedOut = false;
-        GSourceFunc expire = [](gpointer flag) {
-            *static_cast<bool*>(flag) = true;
-            return G_SOURCE_REMOVE;
-        };
-        guint timer = g_timeout_add(5000, expire, &timedOut);
-        while (!answered && !timedOut) {
-            g_main_context_iteration(nullptr, TRUE);
-        }
-        if (!timedOut) {
-            g_source_remove(timer);
-        }
-        return answered;
-    }
-
     std::string m_dir;
     ContextManualClock m_clock{kSessionStart};
     std::unique_ptr<DLFDataCollector> m_collector;

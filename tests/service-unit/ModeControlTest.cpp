@@ -13,6 +13,7 @@
 #include <string>
 
 #include "ContextManualClock.h"
+#include "MainContextWait.h"
 #include "ModeTimer.h"
 #include "PresenceMode.h"
 #include "SegmentMode.h"
@@ -25,22 +26,6 @@ const char kRotationKey[] = "db/sysman/rotation_state";
 const char kAgreementKey[] = "db/homedatacontrol/disclaimeragrees";
 const char kCountryKey[] = "db/comss/countrycode";
 const char kAgreed[] = "{\"presence\":\"true\"}";
-
-// Blocks until the main context has something to do or timeoutMs pass.
-void WaitForMainContext(guint timeoutMs) {
-    bool fired = false;
-    guint id = g_timeout_add(
-        timeoutMs,
-        [](gpointer user) -> gboolean {
-            *static_cast<bool*>(user) = true;
-            return G_SOURCE_REMOVE;
-        },
-        &fired);
-    g_main_context_iteration(nullptr, TRUE);
-    if (!fired) {
-        g_source_remove(id);
-    }
-}
 
 class ModeControlTest : public ::testing::Test {
 protected:
@@ -74,24 +59,19 @@ protected:
         m_manager.reset(new StateManager());
         return *m_manager;
     }
-    // Serves the main context (vconf notifications) until done() holds or
-    // five seconds pass; while the mode thread sleeps, moves the clock on by
-    // one presence period so it makes another pass.
+    // Serves the main context (vconf notifications) until done() holds;
+    // while the mode thread sleeps, advance moves the clock on by one
+    // presence period so that it makes another pass.
     bool Pump(const std::function<bool()>& done, bool advance = false) {
-        gint64 deadline = g_get_monotonic_time() + 5 * G_USEC_PER_SEC;
-        while (g_get_monotonic_time() < deadline) {
-            while (g_main_context_iteration(nullptr, FALSE)) {
-            }
+        return maincontext::RunUntil([&] {
             if (done()) {
                 return true;
             }
             if (advance && m_clock.WaitForSleepers(1, 20)) {
                 m_clock.Advance(250000);
-            } else if (!advance) {
-                WaitForMainContext(20);
             }
-        }
-        return false;
+            return false;
+        });
     }
 
     std::string m_dir;

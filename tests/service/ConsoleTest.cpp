@@ -27,22 +27,6 @@ protected:
     }
 };
 
-std::vector<Json::Value> JsonLines(const std::string& text) {
-    std::vector<Json::Value> values;
-    std::istringstream lines(text);
-    std::string line;
-    Json::CharReaderBuilder builder;
-    while (std::getline(lines, line)) {
-        Json::Value value;
-        std::string errors;
-        std::istringstream in(line);
-        if (!line.empty() && Json::parseFromStream(builder, in, &value, &errors)) {
-            values.push_back(value);
-        }
-    }
-    return values;
-}
-
 }  // namespace
 
 TEST_F(ConsoleTest, EnablePrintsTheWhiteListForPeopleAndForScripts) {

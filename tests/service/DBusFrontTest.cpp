@@ -15,29 +15,6 @@ const std::vector<std::string> kWhiteList = {
     "sensord", "apps/org.tizen.kiv-app/bin/KivApp.dll",
     "apps/com.norvale.tv.KAEDemoViewer/bin/KAEDemoViewer.dll", "kae-test-console"};
 
-// The pieces of text in order: each must appear after the one before it.
-::testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& pieces,
-                                   const std::string& prefix = "") {
-    size_t at = 0;
-    for (const std::string& piece : pieces) {
-        const std::string line = prefix + piece;
-        size_t found = text.find(line, at);
-        if (found == std::string::npos) {
-            return ::testing::AssertionFailure() << "\"" << line << "\" missing or out of order";
-        }
-        at = found + line.size();
-    }
-    return ::testing::AssertionSuccess();
-}
-
-// Log messages in order. A message is matched behind the "file:
-// function(line) > " prefix, so a function named like a message does not
-// count.
-::testing::AssertionResult LogInOrder(const std::string& log,
-                                      const std::vector<std::string>& messages) {
-    return InOrder(log, messages, "> ");
-}
-
 // The string argument of gdbus's "(true, '...')" output.
 std::string QuotedPart(const std::string& out) {
     size_t open = out.find('\'');

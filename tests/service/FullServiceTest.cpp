@@ -22,22 +22,6 @@ const char kSensorStarted[] = "sensor started!!";
 const char kSensorStopped[] = "sensor stopped!!";
 const char kSensorKey[] = "memory/motion-sensor-service/motion_sensor_state";
 
-// Log messages in order, each matched behind the "file: function(line) > "
-// prefix.
-::testing::AssertionResult LogInOrder(const std::string& log,
-                                      const std::vector<std::string>& messages) {
-    size_t at = 0;
-    for (const std::string& message : messages) {
-        const std::string line = "> " + message;
-        size_t found = log.find(line, at);
-        if (found == std::string::npos) {
-            return ::testing::AssertionFailure() << "\"" << message << "\" missing or out of order";
-        }
-        at = found + line.size();
-    }
-    return ::testing::AssertionSuccess();
-}
-
 class FullServiceTest : public ServiceTest {
 protected:
     void SetUp() override {
@@ -70,10 +54,6 @@ protected:
     void SetVconf(const std::string& key, const std::string& type, const std::string& value) {
         CommandResult set = Platform({"vconf", "set", key, type, value});
         ASSERT_EQ(set.exitCode, 0) << set.err;
-    }
-    void Publish(const std::string& subject, const std::string& json) {
-        CommandResult publish = Platform({"dsf", "publish", subject, json});
-        ASSERT_EQ(publish.exitCode, 0) << publish.err;
     }
     static std::string AppEvent(const std::string& appId, const char* type = "Launch") {
         return std::string("{\"EventType\":\"") + type + "\",\"AppId\":\"" + appId + "\"}";

@@ -75,25 +75,11 @@ protected:
     std::vector<Json::Value> Events() {
         CommandResult list = Platform({"kpi", "list", "--json"});
         EXPECT_EQ(list.exitCode, 0) << list.err;
-        std::vector<Json::Value> events;
-        std::istringstream in(list.out);
-        std::string line;
-        while (std::getline(in, line)) {
-            Json::Value value;
-            Json::CharReaderBuilder builder;
-            std::string errors;
-            std::istringstream lineIn(line);
-            if (Json::parseFromStream(builder, lineIn, &value, &errors)) {
-                events.push_back(value);
-            } else {
-                ADD_FAILURE() << "not JSON: " << line;
-            }
-        }
+        std::vector<Json::Value> events = JsonLines(list.out);
+        EXPECT_EQ(events.size(), static_cast<size_t>(CountOccurrences(list.out, "\n")))
+            << "every line is one JSON event:\n"
+            << list.out;
         return events;
-    }
-    void Publish(const std::string& subject, const std::string& json) {
-        CommandResult publish = Platform({"dsf", "publish", subject, json});
-        ASSERT_EQ(publish.exitCode, 0) << publish.err;
     }
 };
 

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <sstream>
 
 namespace {
 
@@ -23,6 +24,41 @@ std::vector<std::string> AsUser(const std::string& user, std::vector<std::string
 }
 
 }  // namespace
+
+::testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& pieces,
+                                   const std::string& prefix) {
+    size_t at = 0;
+    for (const std::string& piece : pieces) {
+        const std::string line = prefix + piece;
+        size_t found = text.find(line, at);
+        if (found == std::string::npos) {
+            return ::testing::AssertionFailure() << "\"" << line << "\" missing or out of order";
+        }
+        at = found + line.size();
+    }
+    return ::testing::AssertionSuccess();
+}
+
+::testing::AssertionResult LogInOrder(const std::string& log,
+                                      const std::vector<std::string>& messages) {
+    return InOrder(log, messages, "> ");
+}
+
+std::vector<Json::Value> JsonLines(const std::string& text) {
+    std::vector<Json::Value> values;
+    std::istringstream lines(text);
+    std::string line;
+    Json::CharReaderBuilder builder;
+    while (std::getline(lines, line)) {
+        Json::Value value;
+        std::string errors;
+        std::istringstream in(line);
+        if (!line.empty() && Json::parseFromStream(builder, in, &value, &errors)) {
+            values.push_back(value);
+        }
+    }
+    return values;
+}
 
 void ServiceTest::SetUp() {
     std::string error;
@@ -118,6 +154,11 @@ CommandResult ServiceTest::Platform(const std::vector<std::string>& args) {
     std::vector<std::string> argv = {Bin("tessivo-platform")};
     argv.insert(argv.end(), args.begin(), args.end());
     return Run(argv);
+}
+
+void ServiceTest::Publish(const std::string& subject, const std::string& json) {
+    CommandResult publish = Platform({"dsf", "publish", subject, json});
+    ASSERT_EQ(publish.exitCode, 0) << publish.err;
 }
 
 CommandResult ServiceTest::CallService(const std::string& method,

@@ -6,6 +6,7 @@
 #define TESSIVO_TESTS_SERVICETEST_H
 
 #include <gtest/gtest.h>
+#include <json/json.h>
 
 #include <memory>
 #include <string>
@@ -13,6 +14,18 @@
 
 #include "Subprocess.h"
 #include "TestBus.h"
+
+// The pieces of text in order: each must appear, behind prefix, after the
+// one before it.
+::testing::AssertionResult InOrder(const std::string& text, const std::vector<std::string>& pieces,
+                                   const std::string& prefix = "");
+// Log messages in order. A message is matched behind the "file:
+// function(line) > " prefix, so a function named like a message does not
+// count.
+::testing::AssertionResult LogInOrder(const std::string& log,
+                                      const std::vector<std::string>& messages);
+// The lines of text that are JSON documents (others are skipped).
+std::vector<Json::Value> JsonLines(const std::string& text);
 
 class ServiceTest : public ::testing::Test {
 protected:
@@ -38,6 +51,8 @@ protected:
                       int timeoutMs = kWaitMs);
     // tessivo-platform with the test's platform directory.
     CommandResult Platform(const std::vector<std::string>& args);
+    // Publishes a data-service event as the TV's programs would.
+    void Publish(const std::string& subject, const std::string& json);
     // gdbus call on the service's interface.
     CommandResult CallService(const std::string& method, const std::vector<std::string>& args = {},
                               const std::string& user = "", int timeoutSeconds = 10);
