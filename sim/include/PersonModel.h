@@ -9,6 +9,7 @@
 
 #include <vector>
 
+#include "PersonPlan.h"
 #include "Scene.h"
 
 namespace radar {
@@ -21,6 +22,7 @@ struct BodyState {
     double ux = 0.0, uy = 1.0;  // unit vector the body faces
     double walkedM = 0.0;       // distance walked so far: drives the gait
     bool moving = false;
+    double seated = 0.0;  // 0 standing .. 1 seated (a seated person is always 1)
 };
 
 // Immutable once built: any thread may call any member.
@@ -38,12 +40,11 @@ public:
     // Position of scattering point i at time t, with the chest's breathing
     // taken at time breathingT (breathing shows from frame to frame, not
     // within one). *radialOffset receives the breathing displacement along
-    // the line of sight, to add to the point's range.
-    void ScattererAt(int i, double t, double breathingT, double* x, double* y,
-                     double* radialOffset) const;
-    // Amplitude of point i relative to the whole person: the squares sum
-    // to 1, so that the person's power follows its radar cross-section.
-    double Weight(int i) const { return m_points[i].weight; }
+    // the line of sight, to add to the point's range. *weight receives the
+    // point's amplitude relative to the whole person: the squares sum to 1,
+    // so that the person's power follows its radar cross-section.
+    void ScattererAt(int i, double t, double breathingT, double* x, double* y, double* radialOffset,
+                     double* weight) const;
     double Phase(int i) const { return m_points[i].phase; }
     double RcsM2() const { return m_person.rcsM2; }
 
@@ -57,6 +58,9 @@ private:
         double swing;             // amplitude of the swing along the walk, m
         double swingPhase;        // rad
         double weight;
+        // The same point once seated, for a person who sits down during the
+        // run (the same as above for everybody else).
+        double seatedForward, seatedLateral, seatedWeight;
         double phase;  // the scatterer's own phase, rad
         Sway swayX[kSwayTerms], swayY[kSwayTerms];
     };
@@ -71,6 +75,9 @@ private:
     double m_length = 0.0;
     std::vector<Point> m_points;
     double m_breathingPhase = 0.0;
+    bool m_hasPlan = false;
+    PersonPlan m_plan;
+    double m_seatedSwayRatio = 1.0;  // sway once seated relative to standing
 };
 
 }  // namespace radar

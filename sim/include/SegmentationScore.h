@@ -33,7 +33,8 @@
 // - Id swaps: two id changes of different people that exchange ids (one goes
 //   a -> b, the other b -> a) within kSwapWindowFrames frames of each other
 //   make one swap; each change is part of at most one swap.
-// - Crossings: two counted people coming closer than kCrossingEnterM; they
+// - Crossings: two counted people, not both still, coming closer than
+//   kCrossingEnterM (two people sitting side by side do not cross); they
 //   must separate beyond kCrossingLeaveM (or one must leave the truth) before
 //   they can cross again. Swaps are allowed up to one per crossing.
 // - Segment agreement: segment i covers angles [-60 + 20 i, -40 + 20 i). In a
@@ -42,6 +43,16 @@
 //   (warming up or out of scope) lies in it. Output occupancy is a non-zero
 //   segment value. Agreement = agreeing scored segment-frames / scored
 //   segment-frames.
+// - False track causes, from the frame's decoys (things that are not people
+//   but show to the radar): a false track within kMoverCauseM of a mover's
+//   centre is "on a mover", within kEchoCauseM of one of a person's wall
+//   echoes "on an echo"; when both kinds are in reach the nearest decoy
+//   decides (a tie goes to the mover); otherwise "elsewhere". A frame given
+//   no decoys puts every false track elsewhere. A hold is the run of
+//   consecutive scored frames in which one track id is false with the same
+//   cause; each cause keeps its longest.
+// - Side by side: scored frames in which two counted still people stand
+//   closer than kSideBySideM to each other (a sofa).
 #ifndef TESSIVO_SIM_SEGMENTATIONSCORE_H
 #define TESSIVO_SIM_SEGMENTATIONSCORE_H
 
@@ -81,6 +92,9 @@ constexpr int kSwapWindowFrames = 20;
 constexpr int kScoredSegments = 6;
 constexpr double kSegmentStartDeg = -60.0;
 constexpr double kSegmentWidthDeg = 20.0;
+constexpr double kMoverCauseM = 0.7;  // a fan's blades and a curtain spread around their centre
+constexpr double kEchoCauseM = 0.5;
+constexpr double kSideBySideM = 0.8;
 
 // The segment (0..5) that an angle falls in, or -1 outside them all.
 // \context Thread-safe.
@@ -110,6 +124,18 @@ struct ScoreCheck {
     bool passed = false;   // meaningful when it applies
 };
 
+// Why a track matched nobody.
+enum class FalseTrackCause { kMover, kEcho, kElsewhere };
+constexpr int kFalseTrackCauses = 3;
+
+// The false tracks of one cause.
+struct FalseTrackCauseScore {
+    int64_t tracks = 0;  // track-frames
+    double per100Frames = 0.0;
+    int64_t longestHoldFrames = 0;  // one track id, consecutive frames
+    double longestHoldS = 0.0;
+};
+
 struct SegmentationScore {
     int64_t frames = 0;
     int64_t scoredFrames = 0;
@@ -128,6 +154,8 @@ struct SegmentationScore {
 
     int64_t falseTracks = 0;
     double falseTracksPer100Frames = 0.0;
+    // Indexed by FalseTrackCause; the tracks add up to falseTracks.
+    FalseTrackCauseScore falseTrackCauses[kFalseTrackCauses];
 
     int64_t idChanges = 0;
     std::map<int, int64_t> idChangesPerPerson;  // truth id -> changes, for every person seen
@@ -137,6 +165,8 @@ struct SegmentationScore {
     int64_t segmentFrames = 0;
     int64_t segmentAgreements = 0;
     double segmentAgreement = 0.0;
+
+    int64_t sideBySideFrames = 0;
 
     // Every target, in a fixed order; those that do not apply to this
     // recording are listed with applies = false.
@@ -149,9 +179,11 @@ struct SegmentationScore {
 class SegmentationScorer {
 public:
     // Adds the next frame: its truth (one entry per person; a repeated id in
-    // a frame is ignored after its first entry) and the output. Non-finite
-    // track values never match a person.
-    void AddFrame(const std::vector<TruthTarget>& truth, const SegmentationOutput& output);
+    // a frame is ignored after its first entry), the output and, when known,
+    // the frame's decoys, which tell why a false track is there. Non-finite
+    // track values never match a person nor a decoy.
+    void AddFrame(const std::vector<TruthTarget>& truth, const SegmentationOutput& output,
+                  const std::vector<Decoy>& decoys = {});
 
     // The figures of the frames so far and the verdict against the targets.
     SegmentationScore Result() const;
@@ -161,6 +193,11 @@ private:
         int presentFrames = 0;       // of the current stretch of presence
         std::vector<double> xs, ys;  // last kStillWindowFrames + 1 positions
         double lastId = 0.0;         // 0: none to compare with
+    };
+    struct Hold {
+        FalseTrackCause cause;
+        int64_t lastFrame;
+        int64_t frames;
     };
     struct Change {
         int person;
@@ -175,7 +212,10 @@ private:
     void _RecordChange(int person, double from, double to);
     void _ScoreSegments(const std::vector<TruthTarget>& people, const std::vector<bool>& counted,
                         const SegmentationOutput& output);
-    void _ScoreCrossings(const std::vector<TruthTarget>& people, const std::vector<bool>& counted);
+    void _ScoreCrossings(const std::vector<TruthTarget>& people, const std::vector<bool>& counted,
+                         const std::vector<bool>& still);
+    void _ScoreSideBySide(const std::vector<TruthTarget>& people, const std::vector<bool>& still);
+    void _ScoreFalseTrack(const OutputTrack& track, const std::vector<Decoy>& decoys);
 
     int64_t m_frame = 0;
     std::map<int, Person> m_people;
@@ -192,7 +232,15 @@ private:
     int64_t m_swaps = 0;
     int64_t m_crossings = 0;
     int64_t m_segmentFrames = 0, m_segmentAgreements = 0;
+    int64_t m_sideBySideFrames = 0;
+    int64_t m_causeTracks[kFalseTrackCauses] = {};
+    int64_t m_longestHold[kFalseTrackCauses] = {};
+    std::map<double, Hold> m_holds;  // false track id -> its current run
 };
+
+// "mover", "echo" or "elsewhere".
+// \context Thread-safe.
+const char* FalseTrackCauseName(FalseTrackCause cause);
 
 // The figures and checks as one JSON object.
 // \context Thread-safe.

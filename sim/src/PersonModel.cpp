@@ -41,9 +41,22 @@ const Layout kSeatedLayout[kMaxScatterersPerPerson] = {
     {0.3, -0.12, 0.0, 0.0, 0.25}, {0.0, 0.18, 0.0, 0.0, 0.25}, {0.0, -0.18, 0.0, 0.0, 0.25},
 };
 
+// For a person who sits down during the run: which seated point each
+// standing point becomes (torso to chest, arms to shoulders, legs to knees,
+// head to head).
+const Layout kSeatedPairs[kMaxScatterersPerPerson] = {
+    kSeatedLayout[0], kSeatedLayout[4], kSeatedLayout[5],
+    kSeatedLayout[2], kSeatedLayout[3], kSeatedLayout[1],
+};
+
+double Lerp(double a, double b, double s) {
+    return a + (b - a) * s;
+}
+
 }  // namespace
 
-PersonModel::PersonModel(const ScenePerson& person, uint64_t seed) : m_person(person) {
+PersonModel::PersonModel(const ScenePerson& person, uint64_t seed)
+    : m_person(person), m_hasPlan(!person.plan.empty()), m_plan(person) {
     _BuildTrack();
     _BuildPoints(seed);
 }
@@ -75,6 +88,8 @@ void PersonModel::_BuildPoints(uint64_t seed) {
 
     const bool seated = m_person.seated;
     const Layout* layout = seated ? kSeatedLayout : kStandingLayout;
+    // Only a person with a plan changes posture during the run.
+    const Layout* seatedLayout = m_hasPlan ? kSeatedPairs : layout;
     int count = m_person.scatterers;
     if (count <= 0) {
         count = seated ? kDefaultSeatedScatterers : kDefaultWalkerScatterers;
@@ -88,11 +103,16 @@ void PersonModel::_BuildPoints(uint64_t seed) {
     const double swayAmplitude = sway * std::sqrt(2.0 / kSwayTerms);
     const double maxSwayHz = seated ? 0.5 : 1.0;
 
-    double power = 0.0;
+    if (m_hasPlan && m_person.swayM < 0.0) {
+        m_seatedSwayRatio = kDefaultSeatedSwayM / kDefaultSwayM;
+    }
+    double power = 0.0, seatedPower = 0.0;
     for (int i = 0; i < count; ++i) {
         power += layout[i].weight * layout[i].weight;
+        seatedPower += seatedLayout[i].weight * seatedLayout[i].weight;
     }
     const double norm = 1.0 / std::sqrt(power);
+    const double seatedNorm = 1.0 / std::sqrt(seatedPower);
     m_points.resize(count);
     for (int i = 0; i < count; ++i) {
         simrandom::Rng rng(simrandom::Mix(key, static_cast<uint64_t>(i) + 1));
@@ -102,6 +122,9 @@ void PersonModel::_BuildPoints(uint64_t seed) {
         point.swing = layout[i].swing;
         point.swingPhase = layout[i].swingPhase;
         point.weight = layout[i].weight * norm;
+        point.seatedForward = seatedLayout[i].forward;
+        point.seatedLateral = seatedLayout[i].lateral;
+        point.seatedWeight = seatedLayout[i].weight * seatedNorm;
         point.phase = rng.Uniform(0.0, kTwoPi);
         for (int j = 0; j < kSwayTerms; ++j) {
             point.swayX[j] = {swayAmplitude, rng.Uniform(0.1 * maxSwayHz, maxSwayHz),
@@ -127,6 +150,22 @@ BodyState PersonModel::CentreAt(double t) const {
     }
     state.present = t >= m_person.startS && (m_person.endS < 0.0 || t < m_person.endS);
     const double elapsed = std::max(0.0, t - m_person.startS);
+    if (m_hasPlan) {
+        const PlanState plan = m_plan.At(elapsed);
+        state.x = plan.x;
+        state.y = plan.y;
+        state.vx = plan.vx;
+        state.vy = plan.vy;
+        state.ux = plan.ux;
+        state.uy = plan.uy;
+        state.walkedM = plan.walkedM;
+        state.moving = plan.moving;
+        state.seated = plan.seated;
+        return state;
+    }
+    if (m_person.seated) {
+        state.seated = 1.0;
+    }
     if (m_track.size() < 2 || m_person.speedMps <= 0.0) {
         // Standing or seated: facing the screen.
         state.x = m_track[0].x;
@@ -169,22 +208,28 @@ BodyState PersonModel::CentreAt(double t) const {
 }
 
 void PersonModel::ScattererAt(int i, double t, double breathingT, double* x, double* y,
-                              double* radialOffset) const {
+                              double* radialOffset, double* weight) const {
     const BodyState body = CentreAt(t);
     const Point& point = m_points[i];
-    double forward = point.forward;
+    // Everybody without a plan holds one posture, whose layout is the first.
+    const double seated = m_hasPlan ? body.seated : 0.0;
+    const double size = m_person.size;
+    double forward = Lerp(point.forward, point.seatedForward, seated) * size;
+    const double lateral = Lerp(point.lateral, point.seatedLateral, seated) * size;
+    *weight = Lerp(point.weight, point.seatedWeight, seated);
     if (body.moving && point.swing > 0.0) {
         const double scale = std::min(1.0, m_person.speedMps / kFullSwingSpeedMps);
         const double gait = kTwoPi * body.walkedM / kStrideM;
-        forward += point.swing * scale * std::sin(gait + point.swingPhase);
+        forward += point.swing * size * scale * std::sin(gait + point.swingPhase);
     }
     // The body's left is the facing direction turned a quarter anticlockwise.
     const double leftX = -body.uy;
     const double leftY = body.ux;
-    *x = body.x + forward * body.ux + point.lateral * leftX;
-    *y = body.y + forward * body.uy + point.lateral * leftY;
-    *x += _SwayAt(point.swayX, t);
-    *y += _SwayAt(point.swayY, t);
+    *x = body.x + forward * body.ux + lateral * leftX;
+    *y = body.y + forward * body.uy + lateral * leftY;
+    const double sway = Lerp(1.0, m_seatedSwayRatio, seated);
+    *x += _SwayAt(point.swayX, t) * sway;
+    *y += _SwayAt(point.swayY, t) * sway;
     *radialOffset = 0.0;
     if (i == 0 && m_person.breathingDepthM > 0.0) {
         // Peak to peak depth, along the line of sight.

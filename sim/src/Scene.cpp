@@ -12,56 +12,105 @@
 #include <set>
 #include <sstream>
 
+#include "SceneFields.h"
+
 namespace radar {
 
 namespace {
 
+using scenefields::CheckPoint;
+using scenefields::CheckRange;
+using scenefields::FieldReader;
+using scenefields::kMaxRcsM2;
+using scenefields::Number;
+using scenefields::RangeError;
+
 // Limits that keep a scene physical and the synthesis cheap.
-constexpr double kMaxCoordinateM = 100.0;
 constexpr double kMaxSpeedMps = 10.0;
 constexpr double kMaxTimeS = 1e6;
 constexpr double kMaxBreathingDepthM = 0.05;
 constexpr double kMaxBreathingRateHz = 2.0;
 constexpr double kMaxSwayM = 0.05;
-constexpr double kMaxRcsM2 = 10000.0;
 constexpr double kMaxNoiseRms = 1000.0;
 constexpr double kMaxGain = 1000.0;
+constexpr double kMinSize = 0.3;
+constexpr double kMaxSize = 2.0;
 constexpr size_t kMaxPathPoints = 1000;
+constexpr size_t kMaxPlanSteps = 100;
 constexpr size_t kMaxPeople = 64;
 constexpr size_t kMaxClutter = 256;
 
-std::string Number(double value) {
-    std::ostringstream out;
-    out.imbue(std::locale::classic());
-    out.precision(10);
-    out << value;
-    return out.str();
+const char* StepName(ActivityKind kind) {
+    switch (kind) {
+        case ActivityKind::kWalk:
+            return "walk";
+        case ActivityKind::kStand:
+            return "stand";
+        case ActivityKind::kSit:
+            return "sit";
+    }
+    return "?";
 }
 
-// "must be ... (got X)" for a number outside its range.
-bool RangeError(const std::string& field, const std::string& rule, double value,
-                std::string* error) {
-    *error = field + ": must be " + rule + " (got " + Number(value) + ")";
-    return false;
-}
-
-bool CheckRange(const std::string& field, double value, double lo, double hi, bool loOpen,
-                std::string* error) {
-    const bool ok = std::isfinite(value) && (loOpen ? value > lo : value >= lo) && value <= hi;
-    if (ok) {
+// Fields that mean nothing for a step's kind must keep their defaults, so
+// that a scene written out reads back the same.
+bool ValidateStep(const PlanStep& step, const std::string& where, std::string* error) {
+    const PlanStep defaults;
+    if (step.kind == ActivityKind::kWalk) {
+        if (step.to.empty() || step.to.size() > kMaxPathPoints) {
+            *error = where + ".walk: needs 1 to " + std::to_string(kMaxPathPoints) +
+                     " points (got " + std::to_string(step.to.size()) + ")";
+            return false;
+        }
+        for (size_t i = 0; i < step.to.size(); ++i) {
+            if (!CheckPoint(where + ".walk[" + std::to_string(i) + "]", step.to[i], error)) {
+                return false;
+            }
+        }
+        if (!(step.speedMps < 0.0) &&
+            !CheckRange(where + ".speed", step.speedMps, 0.0, kMaxSpeedMps, true, error)) {
+            return false;
+        }
+        if (!(step.durationS == defaults.durationS)) {
+            *error = where + ": a walk step has no duration (it lasts as long as the walk)";
+            return false;
+        }
         return true;
     }
-    return RangeError(
-        field, (loOpen ? "greater than " : "at least ") + Number(lo) + " and at most " + Number(hi),
-        value, error);
+    if (step.kind != ActivityKind::kStand && step.kind != ActivityKind::kSit) {
+        *error = where + ": not a walk, stand or sit step";
+        return false;
+    }
+    const std::string name = StepName(step.kind);
+    if (!step.to.empty()) {
+        *error = where + ": a " + name + " step has no waypoints";
+        return false;
+    }
+    if (!(step.speedMps == defaults.speedMps)) {
+        *error = where + ".speed: only a walk step has a speed";
+        return false;
+    }
+    return CheckRange(where + "." + name, step.durationS, 0.0, kMaxTimeS, true, error);
 }
 
-bool CheckPoint(const std::string& field, const ScenePoint& point, std::string* error) {
-    if (!std::isfinite(point.x) || !std::isfinite(point.y) ||
-        std::fabs(point.x) > kMaxCoordinateM || std::fabs(point.y) > kMaxCoordinateM) {
-        *error = field + ": coordinates must lie within " + Number(kMaxCoordinateM) +
-                 " m of the module (got [" + Number(point.x) + ", " + Number(point.y) + "])";
+bool ValidatePlan(const ScenePerson& person, const std::string& where, std::string* error) {
+    if (person.path.size() != 1) {
+        *error = where + ".path: a plan starts at one point, \"at\" (got " +
+                 std::to_string(person.path.size()) + " points)";
         return false;
+    }
+    if (person.seated) {
+        *error = where + ".seated: not with a plan (it sits with {\"sit\": seconds})";
+        return false;
+    }
+    if (person.plan.size() > kMaxPlanSteps) {
+        *error = where + ".plan: at most " + std::to_string(kMaxPlanSteps) + " steps";
+        return false;
+    }
+    for (size_t i = 0; i < person.plan.size(); ++i) {
+        if (!ValidateStep(person.plan[i], where + ".plan[" + std::to_string(i) + "]", error)) {
+            return false;
+        }
     }
     return true;
 }
@@ -119,126 +168,11 @@ bool ValidatePerson(const ScenePerson& person, const std::string& where, std::st
         return RangeError(where + ".sway", "at least 0 and at most " + Number(kMaxSwayM),
                           person.swayM, error);
     }
-    return true;
-}
-
-// Reading typed fields out of a JSON object, with the field's path in every
-// message.
-class FieldReader {
-public:
-    FieldReader(const Json::Value& object, std::string where, std::string* error)
-        : m_object(object), m_where(std::move(where)), m_error(error) {}
-
-    std::string Path(const std::string& key) const {
-        return m_where.empty() ? key : m_where + "." + key;
-    }
-
-    // Fails on any member not in `known`, so that a misspelt field is not
-    // silently ignored.
-    bool OnlyKnown(const std::set<std::string>& known) {
-        for (const std::string& key : m_object.getMemberNames()) {
-            if (known.count(key) == 0) {
-                std::string list;
-                for (const std::string& name : known) {
-                    list += (list.empty() ? "" : ", ") + name;
-                }
-                *m_error = (m_where.empty() ? "scene" : m_where) + ": unknown field \"" + key +
-                           "\" (known: " + list + ")";
-                return false;
-            }
-        }
-        return true;
-    }
-
-    bool Has(const char* key) const { return m_object.isMember(key); }
-
-    bool Double(const char* key, double* out) {
-        if (!m_object.isMember(key)) {
-            return true;
-        }
-        const Json::Value& value = m_object[key];
-        if (!value.isNumeric()) {
-            return TypeError(key, "a number");
-        }
-        *out = value.asDouble();
-        return true;
-    }
-
-    bool Bool(const char* key, bool* out) {
-        if (!m_object.isMember(key)) {
-            return true;
-        }
-        const Json::Value& value = m_object[key];
-        if (!value.isBool()) {
-            return TypeError(key, "true or false");
-        }
-        *out = value.asBool();
-        return true;
-    }
-
-    bool String(const char* key, std::string* out) {
-        if (!m_object.isMember(key)) {
-            return true;
-        }
-        const Json::Value& value = m_object[key];
-        if (!value.isString()) {
-            return TypeError(key, "a string");
-        }
-        *out = value.asString();
-        return true;
-    }
-
-    bool Int(const char* key, int* out) {
-        if (!m_object.isMember(key)) {
-            return true;
-        }
-        const Json::Value& value = m_object[key];
-        if (!value.isInt()) {
-            return TypeError(key, "a whole number");
-        }
-        *out = value.asInt();
-        return true;
-    }
-
-    bool UInt64(const char* key, uint64_t* out) {
-        if (!m_object.isMember(key)) {
-            return true;
-        }
-        const Json::Value& value = m_object[key];
-        if (!value.isUInt64() || (value.isDouble() && !value.isIntegral())) {
-            return TypeError(key, "a whole number from 0 to 18446744073709551615");
-        }
-        *out = value.asUInt64();
-        return true;
-    }
-
-    bool Point(const char* key, ScenePoint* out) {
-        return ReadPoint(m_object[key], Path(key), out);
-    }
-
-    bool ReadPoint(const Json::Value& value, const std::string& field, ScenePoint* out) {
-        if (!value.isArray() || value.size() != 2 || !value[0].isNumeric() ||
-            !value[1].isNumeric()) {
-            *m_error = field + ": expected a point [x, y] of two numbers (metres)";
-            return false;
-        }
-        out->x = value[0].asDouble();
-        out->y = value[1].asDouble();
-        return CheckPoint(field, *out, m_error);
-    }
-
-    const Json::Value& Get(const char* key) const { return m_object[key]; }
-
-private:
-    bool TypeError(const char* key, const char* expected) {
-        *m_error = Path(key) + ": expected " + expected;
+    if (!CheckRange(where + ".size", person.size, kMinSize, kMaxSize, false, error)) {
         return false;
     }
-
-    const Json::Value& m_object;
-    std::string m_where;
-    std::string* m_error;
-};
+    return person.plan.empty() || ValidatePlan(person, where, error);
+}
 
 bool ParseBreathing(const Json::Value& value, const std::string& where, ScenePerson* person,
                     std::string* error) {
@@ -252,6 +186,60 @@ bool ParseBreathing(const Json::Value& value, const std::string& where, ScenePer
            fields.Double("rate", &person->breathingRateHz);
 }
 
+// {"walk": [[x, y], ...], "speed": s}, {"stand": s} or {"sit": s}.
+bool ParseStep(const Json::Value& value, const std::string& where, PlanStep* step,
+               std::string* error) {
+    if (!value.isObject()) {
+        *error = where + ": expected a step {\"walk\": [[x, y], ...]}, {\"stand\": s} or " +
+                 "{\"sit\": s}";
+        return false;
+    }
+    FieldReader fields(value, where, error);
+    if (!fields.OnlyKnown({"walk", "speed", "stand", "sit"})) {
+        return false;
+    }
+    const int kinds = fields.Has("walk") + fields.Has("stand") + fields.Has("sit");
+    if (kinds != 1) {
+        *error = where + ": give one of \"walk\", \"stand\" or \"sit\"";
+        return false;
+    }
+    if (fields.Has("walk")) {
+        step->kind = ActivityKind::kWalk;
+        if (!fields.Points("walk", kMaxPathPoints, &step->to)) {
+            return false;
+        }
+        // A negative speed would otherwise pass for "the person's own".
+        return !fields.Has("speed") ||
+               (fields.Double("speed", &step->speedMps) &&
+                CheckRange(fields.Path("speed"), step->speedMps, 0.0, kMaxSpeedMps, true, error));
+    }
+    if (fields.Has("speed")) {
+        *error = fields.Path("speed") + ": only a walk step has a speed";
+        return false;
+    }
+    step->kind = fields.Has("stand") ? ActivityKind::kStand : ActivityKind::kSit;
+    return fields.Double(StepName(step->kind), &step->durationS);
+}
+
+bool ParsePlan(const Json::Value& value, const std::string& where, ScenePerson* person,
+               std::string* error) {
+    if (!value.isArray() || value.empty()) {
+        *error = where + ": expected a list of steps, at least one";
+        return false;
+    }
+    if (value.size() > kMaxPlanSteps) {
+        *error = where + ": at most " + std::to_string(kMaxPlanSteps) + " steps";
+        return false;
+    }
+    person->plan.resize(value.size());
+    for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+        if (!ParseStep(value[i], where + "[" + std::to_string(i) + "]", &person->plan[i], error)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool ParsePerson(const Json::Value& value, const std::string& where, ScenePerson* person,
                  std::string* error) {
     if (!value.isObject()) {
@@ -259,17 +247,29 @@ bool ParsePerson(const Json::Value& value, const std::string& where, ScenePerson
         return false;
     }
     FieldReader fields(value, where, error);
-    if (!fields.OnlyKnown({"id", "label", "path", "at", "speed", "loop", "start", "end", "seated",
-                           "breathing", "rcs", "scatterers", "sway"})) {
+    if (!fields.OnlyKnown({"id", "label", "path", "at", "plan", "speed", "loop", "start", "end",
+                           "seated", "breathing", "rcs", "size", "scatterers", "sway"})) {
         return false;
     }
     if (!fields.Has("id")) {
         *error = where + ".id: missing (every person needs an id greater than 0)";
         return false;
     }
-    std::string label;
-    if (!fields.Int("id", &person->id) || !fields.String("label", &label)) {
+    if (!fields.Int("id", &person->id) || !fields.String("label", &person->label)) {
         return false;
+    }
+    if (fields.Has("plan")) {
+        if (fields.Has("path") || !fields.Has("at")) {
+            *error = where + ": a plan starts at \"at\", one [x, y] (no \"path\")";
+            return false;
+        }
+        if (fields.Has("seated")) {
+            *error = fields.Path("seated") + ": not with a plan (it sits with {\"sit\": seconds})";
+            return false;
+        }
+        if (!ParsePlan(fields.Get("plan"), fields.Path("plan"), person, error)) {
+            return false;
+        }
     }
     if (fields.Has("path") == fields.Has("at")) {
         *error = where + ": give either \"path\" (a list of [x, y] points) or \"at\" (one [x, y])";
@@ -280,29 +280,13 @@ bool ParsePerson(const Json::Value& value, const std::string& where, ScenePerson
         if (!fields.Point("at", &person->path[0])) {
             return false;
         }
-    } else {
-        const Json::Value& path = fields.Get("path");
-        if (!path.isArray() || path.empty()) {
-            *error = fields.Path("path") + ": expected a list of [x, y] points, at least one";
-            return false;
-        }
-        if (path.size() > kMaxPathPoints) {
-            *error =
-                fields.Path("path") + ": at most " + std::to_string(kMaxPathPoints) + " points";
-            return false;
-        }
-        person->path.resize(path.size());
-        for (Json::ArrayIndex i = 0; i < path.size(); ++i) {
-            if (!fields.ReadPoint(path[i], fields.Path("path") + "[" + std::to_string(i) + "]",
-                                  &person->path[i])) {
-                return false;
-            }
-        }
+    } else if (!fields.Points("path", kMaxPathPoints, &person->path)) {
+        return false;
     }
     if (!fields.Double("speed", &person->speedMps) || !fields.Bool("loop", &person->loop) ||
         !fields.Double("start", &person->startS) || !fields.Bool("seated", &person->seated) ||
-        !fields.Double("rcs", &person->rcsM2) || !fields.Int("scatterers", &person->scatterers) ||
-        !fields.Double("sway", &person->swayM)) {
+        !fields.Double("rcs", &person->rcsM2) || !fields.Double("size", &person->size) ||
+        !fields.Int("scatterers", &person->scatterers) || !fields.Double("sway", &person->swayM)) {
         return false;
     }
     if (fields.Has("end")) {
@@ -346,9 +330,8 @@ bool ParseClutter(const Json::Value& value, const std::string& where, SceneClutt
         *error = where + ".at: missing (where the object stands, [x, y])";
         return false;
     }
-    std::string label;
     return fields.Point("at", &clutter->at) && fields.Double("rcs", &clutter->rcsM2) &&
-           fields.String("label", &label);
+           fields.String("label", &clutter->label);
 }
 
 // jsoncpp's messages run over several lines ("* Line 1, Column 5\n  Syntax
@@ -415,7 +398,7 @@ bool ValidateScene(const Scene& scene, std::string* error) {
             return false;
         }
     }
-    return true;
+    return scenefields::ValidateRoom(scene, error);
 }
 
 bool ParseScene(const std::string& json, Scene* scene, std::string* error) {
@@ -444,10 +427,10 @@ bool ParseScene(const std::string& json, Scene* scene, std::string* error) {
     }
     Scene parsed;
     FieldReader fields(root, "", error);
-    std::string description;
-    if (!fields.OnlyKnown(
-            {"name", "description", "seed", "noise", "adcOffset", "gain", "people", "clutter"}) ||
-        !fields.String("name", &parsed.name) || !fields.String("description", &description) ||
+    if (!fields.OnlyKnown({"name", "description", "seed", "noise", "adcOffset", "gain", "people",
+                           "clutter", "walls", "movers", "module"}) ||
+        !fields.String("name", &parsed.name) ||
+        !fields.String("description", &parsed.description) ||
         !fields.UInt64("seed", &parsed.seed) || !fields.Double("noise", &parsed.noiseRms) ||
         !fields.Double("adcOffset", &parsed.adcOffset) || !fields.Double("gain", &parsed.gain)) {
         return false;
@@ -487,6 +470,11 @@ bool ParseScene(const std::string& json, Scene* scene, std::string* error) {
                 return false;
             }
         }
+    }
+    if ((fields.Has("walls") && !scenefields::ParseWalls(fields.Get("walls"), &parsed, error)) ||
+        (fields.Has("movers") && !scenefields::ParseMovers(fields.Get("movers"), &parsed, error)) ||
+        (fields.Has("module") && !scenefields::ParseModule(fields.Get("module"), &parsed, error))) {
+        return false;
     }
     if (!ValidateScene(parsed, error)) {
         return false;

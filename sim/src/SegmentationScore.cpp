@@ -7,6 +7,8 @@
 #include <set>
 #include <tuple>
 
+#include "RadarFrameFormat.h"
+
 namespace radar {
 
 namespace {
@@ -143,7 +145,8 @@ void SegmentationScorer::_ScoreSegments(const std::vector<TruthTarget>& people,
 }
 
 void SegmentationScorer::_ScoreCrossings(const std::vector<TruthTarget>& people,
-                                         const std::vector<bool>& counted) {
+                                         const std::vector<bool>& counted,
+                                         const std::vector<bool>& still) {
     for (size_t a = 0; a < people.size(); ++a) {
         for (size_t b = a + 1; b < people.size(); ++b) {
             if (!counted[a] || !counted[b]) {
@@ -153,7 +156,9 @@ void SegmentationScorer::_ScoreCrossings(const std::vector<TruthTarget>& people,
                                             std::max(people[a].id, people[b].id));
             const double distance = hypot(people[a].x - people[b].x, people[a].y - people[b].y);
             bool& together = m_together[key];
-            if (!together && distance < kCrossingEnterM) {
+            // Two people sitting side by side never cross: somebody must
+            // be on the move for their tracks to meet.
+            if (!together && distance < kCrossingEnterM && !(still[a] && still[b])) {
                 together = true;
                 ++m_crossings;
             } else if (together && distance > kCrossingLeaveM) {
@@ -163,8 +168,67 @@ void SegmentationScorer::_ScoreCrossings(const std::vector<TruthTarget>& people,
     }
 }
 
+void SegmentationScorer::_ScoreSideBySide(const std::vector<TruthTarget>& people,
+                                          const std::vector<bool>& still) {
+    for (size_t a = 0; a < people.size(); ++a) {
+        for (size_t b = a + 1; b < people.size(); ++b) {
+            if (still[a] && still[b] &&
+                hypot(people[a].x - people[b].x, people[a].y - people[b].y) < kSideBySideM) {
+                ++m_sideBySideFrames;
+                return;
+            }
+        }
+    }
+}
+
+void SegmentationScorer::_ScoreFalseTrack(const OutputTrack& track,
+                                          const std::vector<Decoy>& decoys) {
+    FalseTrackCause cause = FalseTrackCause::kElsewhere;
+    if (IsFiniteTrack(track)) {
+        const double angle = track.angle * kPi / 180.0;
+        const double x = track.range * sin(angle);
+        const double y = track.range * cos(angle);
+        double nearest = 0.0;
+        for (const Decoy& decoy : decoys) {
+            const bool mover = decoy.kind == DecoyKind::kMover;
+            const double distance = hypot(decoy.x - x, decoy.y - y);
+            if (distance > (mover ? kMoverCauseM : kEchoCauseM)) {
+                continue;
+            }
+            const bool nearer = cause == FalseTrackCause::kElsewhere || distance < nearest ||
+                                (distance == nearest && mover);
+            if (nearer) {
+                nearest = distance;
+                cause = mover ? FalseTrackCause::kMover : FalseTrackCause::kEcho;
+            }
+        }
+    }
+    const int index = static_cast<int>(cause);
+    ++m_causeTracks[index];
+    if (!isfinite(track.id)) {
+        // No id to follow from frame to frame: a hold of this frame alone.
+        m_longestHold[index] = std::max<int64_t>(m_longestHold[index], 1);
+        return;
+    }
+    auto found = m_holds.find(track.id);
+    if (found == m_holds.end()) {
+        found = m_holds.emplace(track.id, Hold{cause, m_frame, 0}).first;
+    }
+    Hold& hold = found->second;
+    if (hold.frames > 0 && hold.lastFrame == m_frame) {
+        // The same id twice in one frame: the frame counts once.
+        return;
+    }
+    const bool goesOn = hold.frames > 0 && hold.cause == cause && hold.lastFrame == m_frame - 1;
+    hold.frames = goesOn ? hold.frames + 1 : 1;
+    hold.cause = cause;
+    hold.lastFrame = m_frame;
+    m_longestHold[index] = std::max(m_longestHold[index], hold.frames);
+}
+
 void SegmentationScorer::AddFrame(const std::vector<TruthTarget>& truth,
-                                  const SegmentationOutput& output) {
+                                  const SegmentationOutput& output,
+                                  const std::vector<Decoy>& decoys) {
     // The people of this frame, each id once.
     std::vector<TruthTarget> people;
     std::set<int> ids;
@@ -205,6 +269,7 @@ void SegmentationScorer::AddFrame(const std::vector<TruthTarget>& truth,
 
     const bool scored = m_frame >= kWarmUpFrames;
     std::vector<bool> counted(people.size(), false);
+    std::vector<bool> still(people.size(), false);
     for (size_t p = 0; p < people.size(); ++p) {
         const TruthTarget& target = people[p];
         Person& person = m_people[target.id];
@@ -217,12 +282,12 @@ void SegmentationScorer::AddFrame(const std::vector<TruthTarget>& truth,
             continue;
         }
         const int t = trackOfPerson[p];
-        const bool still = _IsStill(person);
-        (still ? m_seated : m_walking) += 1;
+        still[p] = _IsStill(person);
+        (still[p] ? m_seated : m_walking) += 1;
         if (t < 0) {
             continue;
         }
-        (still ? m_seatedDetected : m_walkingDetected) += 1;
+        (still[p] ? m_seatedDetected : m_walkingDetected) += 1;
         const OutputTrack& track = tracks[static_cast<size_t>(t)];
         ++m_matched;
         m_rangeSquares += (track.range - target.range) * (track.range - target.range);
@@ -235,13 +300,19 @@ void SegmentationScorer::AddFrame(const std::vector<TruthTarget>& truth,
 
     if (scored) {
         ++m_scoredFrames;
-        for (bool matched : trackMatched) {
-            if (!matched) {
+        for (size_t t = 0; t < tracks.size(); ++t) {
+            if (!trackMatched[t]) {
                 ++m_falseTracks;
+                _ScoreFalseTrack(tracks[t], decoys);
             }
         }
         _ScoreSegments(people, counted, output);
-        _ScoreCrossings(people, counted);
+        _ScoreCrossings(people, counted, still);
+        _ScoreSideBySide(people, still);
+    }
+    // Runs that did not go on in this frame are over for good.
+    for (auto it = m_holds.begin(); it != m_holds.end();) {
+        it = it->second.lastFrame == m_frame ? std::next(it) : m_holds.erase(it);
     }
     ++m_frame;
 }
@@ -273,6 +344,14 @@ SegmentationScore SegmentationScorer::Result() const {
     score.segmentFrames = m_segmentFrames;
     score.segmentAgreements = m_segmentAgreements;
     score.segmentAgreement = Ratio(m_segmentAgreements, m_segmentFrames);
+    score.sideBySideFrames = m_sideBySideFrames;
+    for (int i = 0; i < kFalseTrackCauses; ++i) {
+        FalseTrackCauseScore& cause = score.falseTrackCauses[i];
+        cause.tracks = m_causeTracks[i];
+        cause.per100Frames = 100.0 * Ratio(m_causeTracks[i], m_scoredFrames);
+        cause.longestHoldFrames = m_longestHold[i];
+        cause.longestHoldS = static_cast<double>(m_longestHold[i]) / kFrameRateHz;
+    }
 
     const bool people = score.peopleSeen > 0;
     score.checks.push_back(Check("walking detection", score.walkingDetection,
@@ -344,6 +423,18 @@ Json::Value ScoreToJson(const SegmentationScore& score) {
     }
     root["checks"] = checks;
     root["passed"] = score.passed;
+    Json::Value causes(Json::objectValue);
+    for (int i = 0; i < kFalseTrackCauses; ++i) {
+        const FalseTrackCauseScore& cause = score.falseTrackCauses[i];
+        Json::Value item(Json::objectValue);
+        item["tracks"] = static_cast<Json::Int64>(cause.tracks);
+        item["per100Frames"] = cause.per100Frames;
+        item["longestHoldFrames"] = static_cast<Json::Int64>(cause.longestHoldFrames);
+        item["longestHoldS"] = cause.longestHoldS;
+        causes[FalseTrackCauseName(static_cast<FalseTrackCause>(i))] = item;
+    }
+    root["falseTrackCauses"] = causes;
+    root["sideBySideFrames"] = static_cast<Json::Int64>(score.sideBySideFrames);
     return root;
 }
 
@@ -377,6 +468,17 @@ std::string ScoreReport(const SegmentationScore& score) {
              static_cast<long long>(score.idChanges), "id swaps",
              static_cast<long long>(score.idSwaps), static_cast<long long>(score.crossings));
     text += line;
+    text += "  false tracks by cause:";
+    for (int i = 0; i < kFalseTrackCauses; ++i) {
+        const FalseTrackCauseScore& cause = score.falseTrackCauses[i];
+        snprintf(line, sizeof(line), "%s %s %lld (longest %.1f s)", i > 0 ? "," : "",
+                 FalseTrackCauseName(static_cast<FalseTrackCause>(i)),
+                 static_cast<long long>(cause.tracks), cause.longestHoldS);
+        text += line;
+    }
+    snprintf(line, sizeof(line), "\n  %-34s %lld\n", "side-by-side frames",
+             static_cast<long long>(score.sideBySideFrames));
+    text += line;
     int applied = 0;
     int met = 0;
     for (const ScoreCheck& check : score.checks) {
@@ -398,6 +500,18 @@ std::string ScoreReport(const SegmentationScore& score) {
              score.passed ? "pass" : "fail", met, applied);
     text += line;
     return text;
+}
+
+const char* FalseTrackCauseName(FalseTrackCause cause) {
+    switch (cause) {
+        case FalseTrackCause::kMover:
+            return "mover";
+        case FalseTrackCause::kEcho:
+            return "echo";
+        case FalseTrackCause::kElsewhere:
+            break;
+    }
+    return "elsewhere";
 }
 
 }  // namespace radar

@@ -31,6 +31,9 @@ inline uint64_t Mix(uint64_t key, uint64_t value) {
 constexpr uint64_t kNoiseStream = 0x6E6F697365ull;        // receiver noise per frame
 constexpr uint64_t kPersonStream = 0x706572736F6Eull;     // a person's scatterers
 constexpr uint64_t kClutterStream = 0x636C7574746572ull;  // clutter phases
+constexpr uint64_t kMoverStream = 0x6D6F766572ull;        // a mover's points and motion
+constexpr uint64_t kModuleStream = 0x6D6F64756C65ull;     // the module's leakage phases
+constexpr uint64_t kEchoStream = 0x6563686Full;           // phase turns at the walls
 
 class Rng {
 public:

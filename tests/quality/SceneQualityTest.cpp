@@ -1,7 +1,8 @@
-// Every shipped scene through the real tools: radar-sim makes a minute of it
-// (the scene's own fixed seed), radar-segment runs the segmentation pipeline
-// over it and scores the output against the truth, and the figures are held
-// against the quality targets that the scene is about.
+// Every clean shipped scene (no walls, movers or module flaws) through the
+// real tools: radar-sim makes a minute of it (the scene's own fixed seed),
+// radar-segment runs the segmentation pipeline over it and scores the output
+// against the truth, and the figures are held against the quality targets
+// that the scene is about.
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -42,6 +43,21 @@ const SceneExpectation kExpectations[] = {
     {"seated", false, true, false, false},       {"empty-room", false, false, true, false},
     {"edge-of-view", true, false, false, false}, {"three-people", true, true, false, true},
 };
+
+// Realistic rooms (walls, movers, module flaws) that have no targets yet:
+// radar-eval measures them (RadarEvalToolTest checks what they hold).
+const char* const kRealisticScenes[] = {
+    "crossing-same-distance", "curtain-empty-room",     "fan-and-seated", "sofa-pair",
+    "stand-walk-sit",         "two-seated-two-walking", "wall-walker",
+};
+
+std::vector<std::string> TargetSceneNames() {
+    std::vector<std::string> names;
+    for (const SceneExpectation& expectation : kExpectations) {
+        names.push_back(expectation.scene);
+    }
+    return names;
+}
 
 const SceneExpectation* ExpectationFor(const std::string& scene) {
     for (const SceneExpectation& expectation : kExpectations) {
@@ -90,13 +106,12 @@ TEST_P(SceneQuality, MeetsTheTargetsThatApply) {
     const int64_t seated = score["seatedPersonFrames"].asInt64();
     const int people = score["peopleSeen"].asInt();
     const SceneExpectation* expected = ExpectationFor(scene);
-    if (expected != nullptr) {
-        EXPECT_EQ(walking > 0, expected->walkers) << walking << " walking person-frames";
-        EXPECT_EQ(seated > 0, expected->seated) << seated << " seated person-frames";
-        EXPECT_EQ(people == 0, expected->empty) << people << " people";
-        if (expected->crossings) {
-            EXPECT_GT(score["crossings"].asInt64(), 0);
-        }
+    ASSERT_NE(expected, nullptr);
+    EXPECT_EQ(walking > 0, expected->walkers) << walking << " walking person-frames";
+    EXPECT_EQ(seated > 0, expected->seated) << seated << " seated person-frames";
+    EXPECT_EQ(people == 0, expected->empty) << people << " people";
+    if (expected->crossings) {
+        EXPECT_GT(score["crossings"].asInt64(), 0);
     }
 
     if (walking > 0) {
@@ -137,14 +152,17 @@ TEST_P(SceneQuality, MeetsTheTargetsThatApply) {
     EXPECT_EQ(score["passed"].asBool(), allMet);
 }
 
+// Every shipped scene is either held to the targets above or listed as a
+// realistic room, never both, so that no scene is added unnoticed.
 TEST(SceneQualityCoverage, EveryShippedSceneHasItsExpectations) {
     const std::vector<std::string> scenes = radar::ShippedSceneNames();
-    std::set<std::string> known;
-    for (const SceneExpectation& expectation : kExpectations) {
-        known.insert(expectation.scene);
+    const std::vector<std::string> targeted = TargetSceneNames();
+    std::set<std::string> known(targeted.begin(), targeted.end());
+    for (const char* scene : kRealisticScenes) {
+        EXPECT_TRUE(known.insert(scene).second) << scene << " is listed twice";
     }
     EXPECT_EQ(std::set<std::string>(scenes.begin(), scenes.end()), known);
 }
 
-INSTANTIATE_TEST_SUITE_P(ShippedScenes, SceneQuality, testing::ValuesIn(radar::ShippedSceneNames()),
+INSTANTIATE_TEST_SUITE_P(ShippedScenes, SceneQuality, testing::ValuesIn(TargetSceneNames()),
                          TestName);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "RadarFrameFormat.h"
+#include "RandomRoom.h"
 #include "Recording.h"
 #include "SceneLibrary.h"
 #include "SceneSynthesizer.h"
@@ -103,6 +104,11 @@ TEST(RadarSimTool, BadCommandLinesExitTwoWithUsage) {
         {"one-walker", "-o", out, "--seed", "-1"},
         {"one-walker", "-o", out, "--seed", "1x"},
         {"one-walker", "-o", out, "--fast"},
+        {"--random", "7"},
+        {"--random", "seven", "-o", out},
+        {"--random", "7", "one-walker", "-o", out},
+        {"--random", "7", "--scene-out"},
+        {"--random", "7", "--scene-out=", "-o", out},
     };
     for (const std::vector<std::string>& args : bad) {
         const RunResult run = RunRadarSim(dir, args);
@@ -119,6 +125,38 @@ TEST(RadarSimTool, BadCommandLinesExitTwoWithUsage) {
     const RunResult help = RunRadarSim(dir, {"one-walker", "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("--frames N"), std::string::npos) << help.out;
+}
+
+TEST(RadarSimTool, RandomRoomsAreWrittenAsScenesThatReplayTheSameBytes) {
+    TempDir dir;
+    const std::string path = dir.File("room.raw");
+    const std::string scenePath = dir.File("room.json");
+    RunResult run = RunRadarSim(dir, {"--random", "42", "-o", path, "--scene-out", scenePath,
+                                      "--frames", "12", "--seed", "5"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    Scene room = RandomRoom(42);
+    room.seed = 5;
+    EXPECT_EQ(ReadText(scenePath), SceneToJson(room));
+    ExpectRecordingOf(path, room, 5, 12);
+
+    const std::string replay = dir.File("replay.raw");
+    run = RunRadarSim(dir, {scenePath, "-o", replay, "--frames", "12"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ReadText(replay), ReadText(path));
+    EXPECT_EQ(ReadText(TruthPathFor(replay)), ReadText(TruthPathFor(path)));
+
+    // The scene alone: no recording.
+    const std::string only = dir.File("only.json");
+    run = RunRadarSim(dir, {"seated", "--scene-out=" + only});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ReadText(only), SceneToJson(ShippedScene("seated")));
+    EXPECT_EQ(run.out.find("frames"), std::string::npos) << run.out;
+
+    run = RunRadarSim(dir, {"--random", "1", "-o", dir.File("x.raw"), "--scene-out",
+                            dir.File("missing/room.json")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("cannot create"), std::string::npos) << run.err;
+    EXPECT_FALSE(Exists(dir.File("x.raw")));
 }
 
 TEST(RadarSimTool, BadScenesAndPlacesExitOneAndLeaveNothing) {

@@ -362,3 +362,155 @@ TEST(SegmentationScore, JsonAndReportCarryTheFiguresAndVerdict) {
     EXPECT_NE(report.find("verdict: pass"), std::string::npos) << report;
     EXPECT_NE(report.find("walking detection"), std::string::npos) << report;
 }
+
+namespace {
+
+Decoy DecoyAt(DecoyKind kind, double x, double y) {
+    Decoy decoy;
+    decoy.kind = kind;
+    decoy.personId = kind == DecoyKind::kEcho ? 1 : 0;
+    decoy.bounces = kind == DecoyKind::kEcho ? 1 : 0;
+    decoy.x = x;
+    decoy.y = y;
+    decoy.range = hypot(x, y);
+    decoy.angle = atan2(x, y) * 180.0 / kPi;
+    return decoy;
+}
+
+// Per cause, in FalseTrackCause order: track-frames, then longest hold.
+std::vector<int64_t> CauseFigures(const SegmentationScore& score) {
+    std::vector<int64_t> figures;
+    for (const FalseTrackCauseScore& cause : score.falseTrackCauses) {
+        figures.push_back(cause.tracks);
+    }
+    for (const FalseTrackCauseScore& cause : score.falseTrackCauses) {
+        figures.push_back(cause.longestHoldFrames);
+    }
+    return figures;
+}
+
+}  // namespace
+
+TEST(SegmentationScore, FalseTracksAreGivenTheCauseOfTheNearestDecoyInReach) {
+    // A fan at (1, 2) and a person's echo at (-1, 3); a ghost track with id 4
+    // somewhere in every frame of 30 (20 scored).
+    const Decoy mover = DecoyAt(DecoyKind::kMover, 1.0, 2.0);
+    const Decoy echo = DecoyAt(DecoyKind::kEcho, -1.0, 3.0);
+    // Both kinds in reach of (0, 2): the nearer decides.
+    const std::vector<Decoy> nearEcho = {DecoyAt(DecoyKind::kEcho, 0.0, 2.3),
+                                         DecoyAt(DecoyKind::kMover, 0.0, 1.5)};
+    const std::vector<Decoy> nearMover = {DecoyAt(DecoyKind::kEcho, 0.0, 2.4),
+                                          DecoyAt(DecoyKind::kMover, 0.0, 1.8)};
+    struct Case {
+        const char* what;
+        double x, y;
+        std::vector<Decoy> decoys;
+        std::vector<int64_t> figures;  // mover, echo, elsewhere; then their holds
+    };
+    const Case cases[] = {
+        {"0.65 m from the mover", 1.0, 2.65, {mover, echo}, {20, 0, 0, 20, 0, 0}},
+        {"0.75 m from the mover", 1.75, 2.0, {mover, echo}, {0, 0, 20, 0, 0, 20}},
+        {"0.45 m from the echo", -1.0, 2.55, {mover, echo}, {0, 20, 0, 0, 20, 0}},
+        {"0.55 m from the echo", -1.55, 3.0, {mover, echo}, {0, 0, 20, 0, 0, 20}},
+        {"echo 0.3 m, mover 0.5 m", 0.0, 2.0, nearEcho, {0, 20, 0, 0, 20, 0}},
+        {"mover 0.2 m, echo 0.4 m", 0.0, 2.0, nearMover, {20, 0, 0, 20, 0, 0}},
+        {"on the mover, no decoys given", 1.0, 2.0, {}, {0, 0, 20, 0, 0, 20}},
+    };
+    for (const Case& c : cases) {
+        SegmentationScorer withDecoys;
+        SegmentationScorer without;
+        for (int64_t f = 0; f < 30; ++f) {
+            SegmentationOutput output;
+            output.tracks.push_back(TrackAt(4, c.x, c.y));
+            withDecoys.AddFrame({}, output, c.decoys);
+            without.AddFrame({}, output);
+        }
+        const SegmentationScore score = withDecoys.Result();
+        EXPECT_EQ(CauseFigures(score), c.figures) << c.what;
+        EXPECT_EQ(score.falseTracks, 20) << c.what;
+        // Decoys explain false tracks; they change no other figure.
+        EXPECT_EQ(ScoreToJson(score)["checks"], ScoreToJson(without.Result())["checks"]) << c.what;
+    }
+}
+
+TEST(SegmentationScore, AHoldIsOneIdFalseWithOneCauseInConsecutiveFrames) {
+    // A walker at (0, 2) with a track; a fan at (1.5, 2.5) whose ghost (id 8)
+    // comes and goes; frames 0..59, scored from 10.
+    const Decoy fan = DecoyAt(DecoyKind::kMover, 1.5, 2.5);
+    const Decoy echo = DecoyAt(DecoyKind::kEcho, 0.0, 3.0);
+    struct Case {
+        const char* what;
+        // Where the ghost is in frame f: 'm' on the fan, 'e' on the echo,
+        // 'p' on the person (then it is no false track), '-' absent.
+        std::function<char(int64_t)> ghost;
+        std::vector<int64_t> figures;  // mover, echo, elsewhere; then their holds
+    };
+    const Case cases[] = {
+        {"on the fan throughout: the warm-up does not count",
+         [](int64_t) { return 'm'; },
+         {50, 0, 0, 50, 0, 0}},
+        {"gone for one frame", [](int64_t f) { return f == 30 ? '-' : 'm'; }, {49, 0, 0, 29, 0, 0}},
+        {"on the person for one frame",
+         [](int64_t f) { return f == 40 ? 'p' : 'm'; },
+         {49, 0, 0, 30, 0, 0}},
+        {"from the echo to the fan",
+         [](int64_t f) { return f < 25 ? 'e' : 'm'; },
+         {35, 15, 0, 35, 15, 0}},
+        {"echo, fan, echo",
+         [](int64_t f) { return f < 20 || f >= 50 ? 'e' : 'm'; },
+         {30, 20, 0, 30, 10, 0}},
+    };
+    for (const Case& c : cases) {
+        SegmentationScorer scorer;
+        for (int64_t f = 0; f < 60; ++f) {
+            const TruthTarget person = PersonAt(1, 0.0, 2.0);
+            SegmentationOutput output = PerfectSegments({person});
+            const char where = c.ghost(f);
+            // On the person the ghost is the person's only track, and so
+            // their match.
+            if (where != 'p') {
+                output.tracks.push_back(TrackOn(1, person));
+            }
+            if (where == 'm' || where == 'e') {
+                const Decoy& at = where == 'm' ? fan : echo;
+                output.tracks.push_back(TrackAt(8, at.x, at.y));
+            } else if (where == 'p') {
+                output.tracks.push_back(TrackOn(8, person));
+            }
+            scorer.AddFrame({person}, output, {fan, echo});
+        }
+        const SegmentationScore score = scorer.Result();
+        EXPECT_EQ(CauseFigures(score), c.figures) << c.what;
+        EXPECT_DOUBLE_EQ(score.falseTrackCauses[0].longestHoldS, 0.1 * c.figures[3]) << c.what;
+        const Json::Value json = ScoreToJson(score)["falseTrackCauses"];
+        EXPECT_EQ(json["mover"]["longestHoldFrames"].asInt64(), c.figures[3]) << c.what;
+        EXPECT_EQ(json["echo"]["tracks"].asInt64(), c.figures[1]) << c.what;
+    }
+}
+
+TEST(SegmentationScore, SideBySideIsTwoStillPeopleCloserThanEightyCentimetres) {
+    struct Case {
+        const char* what;
+        TruthTarget second;  // the first sits at (0, 3)
+        int64_t frames;
+    };
+    const Case cases[] = {
+        {"0.6 m apart on a sofa", PersonAt(2, 0.6, 3.0), 20},
+        {"0.9 m apart", PersonAt(2, 0.9, 3.0), 0},
+    };
+    for (const Case& c : cases) {
+        const SegmentationScore score = Score(30, [&](int64_t f, auto* truth, auto* output) {
+            truth->push_back(PersonAt(1, 0.0, 3.0));
+            truth->push_back(c.second);
+        });
+        EXPECT_EQ(score.sideBySideFrames, c.frames) << c.what;
+        EXPECT_EQ(score.crossings, 0) << c.what;
+    }
+    // A walker passing close by a seated person is not side by side.
+    const SegmentationScore passing = Score(100, [](int64_t f, auto* truth, auto* output) {
+        truth->push_back(PersonAt(1, 0.0, 2.5));
+        truth->push_back(Walker(2, f));
+    });
+    EXPECT_EQ(passing.sideBySideFrames, 0);
+    EXPECT_GT(passing.crossings, 0);
+}

@@ -31,7 +31,6 @@ bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions*
             return true;
         }
     }
-    bool haveOutput = false;
     for (size_t i = 0; i < args.size(); ++i) {
         std::string arg = args[i];
         std::string value;
@@ -41,8 +40,8 @@ bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions*
             arg = arg.substr(0, arg.find('='));
             inlineValue = true;
         }
-        const bool takesValue =
-            arg == "-o" || arg == "--output" || arg == "--frames" || arg == "--seed";
+        const bool takesValue = arg == "-o" || arg == "--output" || arg == "--frames" ||
+                                arg == "--seed" || arg == "--random" || arg == "--scene-out";
         if (takesValue && !inlineValue) {
             if (i + 1 >= args.size()) {
                 *error = arg + " needs a value";
@@ -50,13 +49,24 @@ bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions*
             }
             value = args[++i];
         }
-        if (arg == "-o" || arg == "--output") {
+        if (arg == "-o" || arg == "--output" || arg == "--scene-out") {
             if (value.empty()) {
                 *error = arg + " needs a file name";
                 return false;
             }
-            parsed.output = value;
-            haveOutput = true;
+            if (arg == "--scene-out") {
+                parsed.sceneOut = value;
+            } else {
+                parsed.output = value;
+            }
+        } else if (arg == "--random") {
+            if (!ParseUnsigned(value, &parsed.randomSeed)) {
+                *error =
+                    "--random: expected a whole number from 0 to 18446744073709551615 (got \"" +
+                    value + "\")";
+                return false;
+            }
+            parsed.random = true;
         } else if (arg == "--frames") {
             uint64_t frames = 0;
             if (!ParseUnsigned(value, &frames) || frames < 1 ||
@@ -83,12 +93,16 @@ bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions*
             parsed.scene = arg;
         }
     }
-    if (parsed.scene.empty()) {
-        *error = "no scene given";
+    if (parsed.random && !parsed.scene.empty()) {
+        *error = "a scene or --random, not both (got \"" + parsed.scene + "\" and --random)";
         return false;
     }
-    if (!haveOutput) {
-        *error = "no recording given (-o RECORDING)";
+    if (parsed.scene.empty() && !parsed.random) {
+        *error = "no scene given (SCENE or --random SEED)";
+        return false;
+    }
+    if (parsed.output.empty() && parsed.sceneOut.empty()) {
+        *error = "no recording given (-o RECORDING; or --scene-out FILE for the scene alone)";
         return false;
     }
     *options = parsed;
@@ -98,7 +112,10 @@ bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions*
 std::string RadarSimUsage(const char* program) {
     const std::string p = program;
     return "Usage: " + p +
-           " SCENE -o RECORDING [--frames N] [--seed S]\n"
+           " SCENE -o RECORDING [--frames N] [--seed S] [--scene-out FILE]\n"
+           "       " +
+           p +
+           " --random SEED -o RECORDING [--frames N] [--seed S] [--scene-out FILE]\n"
            "\n"
            "Synthesises the radar frames of a scene and writes them as a recording of\n"
            "packed slices, with its ground truth beside it in RECORDING.truth.jsonl.\n"
@@ -106,7 +123,11 @@ std::string RadarSimUsage(const char* program) {
            "  SCENE            a scene file, or the name of a shipped scene (with or\n"
            "                   without .json): " +
            "see sim/scenes/\n"
+           "  --random SEED    a random living room instead of a scene: the same SEED\n"
+           "                   gives the same room\n"
            "  -o, --output F   the recording to write (replaced when it exists)\n"
+           "  --scene-out F    also write the scene as a scene file, which replays the\n"
+           "                   same recording; without -o only this file is written\n"
            "  --frames N       frames to write, 10 a second (default " +
            std::to_string(kRadarSimDefaultFrames) +
            ")\n"
@@ -119,6 +140,7 @@ std::string RadarSimUsage(const char* program) {
 
 std::string RadarSimShortUsage(const char* program) {
     const std::string p = program;
-    return "Usage: " + p + " SCENE -o RECORDING [--frames N] [--seed S]\n" + "Try '" + p +
+    return "Usage: " + p + " SCENE -o RECORDING [--frames N] [--seed S] [--scene-out FILE]\n" +
+           "       " + p + " --random SEED -o RECORDING [...]\n" + "Try '" + p +
            " --help' for more.\n";
 }

@@ -18,17 +18,21 @@ constexpr int64_t kRadarSimMaxFrames = 10000000;  // about 11.5 days, 245 GB
 
 struct RadarSimOptions {
     bool help = false;
-    std::string scene;   // a path or the name of a shipped scene
-    std::string output;  // the recording; the sidecar goes beside it
+    std::string scene;        // a path or the name of a shipped scene
+    bool random = false;      // a random room instead of a scene
+    uint64_t randomSeed = 0;  // the room's seed
+    std::string output;       // the recording; the sidecar goes beside it; empty: none
+    std::string sceneOut;     // where to write the scene as a file; empty: nowhere
     int64_t frames = kRadarSimDefaultFrames;
     bool hasSeed = false;  // otherwise the scene's own seed
     uint64_t seed = 0;
 };
 
-// Parses the arguments after the program name: one SCENE, "-o PATH" (or
-// "--output PATH"), "--frames N", "--seed S"; "--name=value" forms work too.
-// False with a one-line reason on a bad command line; "--help" anywhere
-// wins.
+// Parses the arguments after the program name: one SCENE or "--random
+// SEED", "-o PATH" (or "--output PATH"), "--scene-out PATH", "--frames N",
+// "--seed S"; "--name=value" forms work too. At least one of -o and
+// --scene-out is needed. False with a one-line reason on a bad command line;
+// "--help" anywhere wins.
 bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions* options,
                           std::string* error);
 

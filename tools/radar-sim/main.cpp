@@ -2,11 +2,13 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "RadarFrameFormat.h"
 #include "RadarSimOptions.h"
+#include "RandomRoom.h"
 #include "Recording.h"
 #include "Scene.h"
 #include "SceneLibrary.h"
@@ -21,21 +23,27 @@ int Fail(const std::string& message) {
     return kRadarSimExitFailure;
 }
 
-int Run(const RadarSimOptions& options) {
-    std::string error;
-    std::string scenePath;
-    if (!radar::ResolveScenePath(options.scene, &scenePath, &error)) {
-        return Fail(error);
+bool WriteSceneFile(const std::string& path, const radar::Scene& scene, std::string* error) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) {
+        *error = "cannot create " + path;
+        return false;
     }
-    radar::Scene scene;
-    if (!radar::LoadScene(scenePath, &scene, &error)) {
-        return Fail(error);
+    out << radar::SceneToJson(scene);
+    out.close();
+    if (!out) {
+        unlink(path.c_str());
+        *error = "cannot write " + path;
+        return false;
     }
-    const uint64_t seed = options.hasSeed ? options.seed : scene.seed;
-    radar::SceneSynthesizer synthesizer(scene, seed);
+    return true;
+}
+
+bool WriteRecording(const RadarSimOptions& options, const radar::Scene& scene, std::string* error) {
+    radar::SceneSynthesizer synthesizer(scene, scene.seed);
     radar::RecordingWriter writer;
-    if (!writer.Open(options.output, true, &error)) {
-        return Fail(error);
+    if (!writer.Open(options.output, true, error)) {
+        return false;
     }
     std::vector<uint16_t> samples(radar::kFrameSamples);
     std::vector<uint8_t> packed(radar::kFrameBytes);
@@ -47,16 +55,52 @@ int Run(const RadarSimOptions& options) {
                   writer.WriteSlice(packed.data() + radar::kSliceBytes) &&
                   writer.WriteTruth(frame, synthesizer.TruthAt(radar::FrameTimeS(frame)));
     }
-    if (!writer.Close(&error) || !written) {
+    if (!writer.Close(error) || !written) {
         // A cut-short recording would pass for a real one: leave none.
         unlink(options.output.c_str());
         unlink(radar::TruthPathFor(options.output).c_str());
-        return Fail(error.empty() ? "cannot write " + options.output : error);
+        if (error->empty()) {
+            *error = "cannot write " + options.output;
+        }
+        return false;
     }
-    printf("%s: %lld frames of scene %s (seed %llu) in %s and %s\n", kProgram,
-           static_cast<long long>(options.frames), scene.name.c_str(),
-           static_cast<unsigned long long>(seed), options.output.c_str(),
-           radar::TruthPathFor(options.output).c_str());
+    return true;
+}
+
+int Run(const RadarSimOptions& options) {
+    std::string error;
+    radar::Scene scene;
+    if (options.random) {
+        scene = radar::RandomRoom(options.randomSeed);
+    } else {
+        std::string scenePath;
+        if (!radar::ResolveScenePath(options.scene, &scenePath, &error) ||
+            !radar::LoadScene(scenePath, &scene, &error)) {
+            return Fail(error);
+        }
+    }
+    if (options.hasSeed) {
+        // The written scene then carries the seed that made the recording.
+        scene.seed = options.seed;
+    }
+    if (!options.sceneOut.empty() && !WriteSceneFile(options.sceneOut, scene, &error)) {
+        return Fail(error);
+    }
+    if (!options.output.empty() && !WriteRecording(options, scene, &error)) {
+        if (!options.sceneOut.empty()) {
+            unlink(options.sceneOut.c_str());
+        }
+        return Fail(error);
+    }
+    if (!options.output.empty()) {
+        printf("%s: %lld frames of scene %s (seed %llu) in %s and %s\n", kProgram,
+               static_cast<long long>(options.frames), scene.name.c_str(),
+               static_cast<unsigned long long>(scene.seed), options.output.c_str(),
+               radar::TruthPathFor(options.output).c_str());
+    }
+    if (!options.sceneOut.empty()) {
+        printf("%s: scene %s in %s\n", kProgram, scene.name.c_str(), options.sceneOut.c_str());
+    }
     return kRadarSimExitOk;
 }
 
