@@ -1,7 +1,8 @@
 // How points that two people share are handled: a contested or mixed point
 // counts less, the detector keeps peaks before flanks, only peaks start
 // tracks, two people crossing keep two tracks and their ids, the mix of two
-// people at one range and speed starts no third, and a turn is followed.
+// people at one range and speed starts no third, a turn is followed, and a
+// fan holds no track.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -171,6 +172,77 @@ TEST(Tracker, TheMixOfTwoPeopleAtOneRangeAndSpeedStartsNoThird) {
     ASSERT_EQ(tracker->Report(reports, 4), 2);
     EXPECT_NEAR(std::fabs(reports[0].angleDeg), 25.0, 2.0);
     EXPECT_NEAR(std::fabs(reports[1].angleDeg), 25.0, 2.0);
+}
+
+// A fan's blade tips fold their Doppler over the whole speed axis in every
+// frame at one place: that place holds no reported track, while a breathing
+// seated person beside it and a walker whose limbs spread its Doppler are
+// kept. narrowFrames: frames in which the fan shows only a body-like
+// cluster first, so that it is taken for a person and must lose that.
+TEST(Tracker, AFanHoldsNoTrackButPeopleBesideItAreKept) {
+    struct Case {
+        const char* name;
+        int narrowFrames;
+        bool seated;
+        bool walker;
+        int people;
+    };
+    const Case cases[] = {
+        {"fan beside a seated person", 0, true, false, 1},
+        {"fan that looked like a person at first", 10, false, false, 0},
+        {"walker past a fan", 0, false, true, 1},
+    };
+    constexpr float kFanX = 0.9f, kFanY = 1.0f;
+    constexpr int kFrames = 80, kSettleFrames = 30;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string error;
+        auto tracker = radar_sdk::Tracker::Create(radar_sdk::TrackerConfig(), 64, &error);
+        ASSERT_TRUE(tracker) << error;
+        radar_sdk::TrackReport reports[4];
+        int count = 0, wrongCount = 0, onFan = 0;
+        for (int frame = 0; frame < kFrames; ++frame) {
+            std::vector<radar_sdk::Detection> points;
+            const int blades = frame < c.narrowFrames ? 2 : 16;
+            for (int k = 0; k < blades; ++k) {
+                const float v = frame < c.narrowFrames ? 0.5f + 0.1f * k : -3.0f + 0.4f * k;
+                points.push_back(PointAt(kFanX + 0.1f * std::sin(0.7f * (k + frame)),
+                                         kFanY + 0.1f * std::cos(1.3f * (k + frame)), v));
+            }
+            if (c.seated) {
+                radar_sdk::Detection chest = PointAt(-0.8f, 2.6f, 0.0f);
+                chest.still = true;
+                points.push_back(chest);
+            }
+            if (c.walker) {
+                // Across the room at 0.75 m/s, 1.5 m behind the fan; the
+                // limbs spread its Doppler 1 m/s either way.
+                const float x = -3.0f + 0.075f * frame, y = 2.5f;
+                const float radial = x / std::hypot(x, y);
+                for (int limb = -2; limb <= 2; ++limb) {
+                    radar_sdk::Detection point = PointAt(x, y, radial + 0.5f * limb, 0.3f);
+                    point.peak = limb == 0;
+                    points.push_back(point);
+                }
+            }
+            tracker->Execute(points.data(), static_cast<int>(points.size()), 0.1f);
+            count = tracker->Report(reports, 4);
+            if (frame < kSettleFrames) {
+                continue;
+            }
+            wrongCount += count != c.people ? 1 : 0;
+            for (int i = 0; i < count; ++i) {
+                onFan += std::hypot(reports[i].x - kFanX, reports[i].y - kFanY) < 0.7f ? 1 : 0;
+            }
+        }
+        EXPECT_EQ(wrongCount, 0);
+        EXPECT_EQ(onFan, 0);
+        if (c.seated) {
+            ASSERT_EQ(count, 1);
+            EXPECT_NEAR(reports[0].x, -0.8f, 0.15f);
+            EXPECT_NEAR(reports[0].y, 2.6f, 0.15f);
+        }
+    }
 }
 
 TEST(KalmanTrack, OpenedVelocityFollowsATurnAtOnce) {

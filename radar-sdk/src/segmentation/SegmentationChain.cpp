@@ -75,6 +75,8 @@ ChainTuning SegmentationChain::TuningFor(const SegmentationSettings& settings,
     // The trail a walker leaves in the clutter map fades within its time
     // constant.
     tuning.tracker.trailFrames = tuning.slow.clutterFrames;
+    // A mover is told by Doppler spread over the whole unambiguous axis.
+    tuning.tracker.foldSpeedMps = 0.5f * geometry.speedBinMps * static_cast<float>(geometry.chirps);
     tuning.slow.minFrames = std::max(2, std::min(tuning.slow.window, 5));
     return tuning;
 }

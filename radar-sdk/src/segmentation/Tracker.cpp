@@ -33,6 +33,9 @@ constexpr float kMixSpeedMps = 0.3f;
 // Two confirmed tracks whose velocities differ by more are two people
 // crossing, not one person tracked twice.
 constexpr float kMergeVelocityMps = 0.5f;
+// Bands across the Doppler axis for telling a mover's spread from a
+// walker's limbs.
+constexpr int kBands = 8;
 // Cells of the trail map, metres.
 constexpr float kTrailCellM = 0.25f;
 constexpr int kNeverPassed = -1000000;
@@ -80,6 +83,13 @@ std::unique_ptr<Tracker> Tracker::Create(const TrackerConfig& config, int pointC
     }
     if (!(config.areaM > 0.0f && config.areaM <= 100.0f) || !(config.trailRadiusM >= 0.0f)) {
         return fail("Tracker: areaM must be 0..100 m and trailRadiusM positive");
+    }
+    if (!(config.foldSpeedMps > 0.0f) || !(config.travelM > 0.0f) || config.wideBands < 1 ||
+        config.wideBands > kBands || config.moverFrames < 1 ||
+        config.moverFrames > config.recentFrames) {
+        return fail(
+            "Tracker: foldSpeedMps and travelM must be positive, wideBands 1..8, moverFrames "
+            "1..recentFrames");
     }
     std::unique_ptr<Tracker> stage(new Tracker());
     stage->m_config = config;
@@ -134,6 +144,58 @@ bool Tracker::_OnTrail(float x, float y) const {
     return cell >= 0 && m_frame - m_trail[cell] <= m_config.trailFrames;
 }
 
+int Tracker::_Band(float velocityMps) const {
+    const int band = static_cast<int>(std::floor((velocityMps + m_config.foldSpeedMps) /
+                                                 (2.0f * m_config.foldSpeedMps) * kBands));
+    return std::max(0, std::min(kBands - 1, band));
+}
+
+unsigned int Tracker::_PlaceBands(const Detection* points, int count, float x, float y) const {
+    // As far as the widest gate: a fan's cells mix with their neighbours and
+    // smear it over more than its own size in angle.
+    unsigned int bands = 0u;
+    const float limit = m_config.maxGateM * m_config.maxGateM;
+    for (int i = 0; i < count; ++i) {
+        const Detection& point = points[i];
+        const float dx = point.x - x, dy = point.y - y;
+        if (!point.still && dx * dx + dy * dy <= limit) {
+            bands |= 1u << _Band(point.velocityMps);
+        }
+    }
+    return bands;
+}
+
+void Tracker::_Settle(Track* track) {
+    // A fan's blade tips are far faster than the chirps can tell apart: their
+    // Doppler folds over the whole axis, out to both ends, in every frame. A
+    // walker's limbs spread it too, but round the body's speed, and a walker
+    // does not stay where it was.
+    const unsigned int ends = 1u | (1u << (kBands - 1));
+    const bool wide =
+        CountBits(track->bands, kBands) >= m_config.wideBands && (track->bands & ends) == ends;
+    const float dx = track->filter.X() - track->anchorX;
+    const float dy = track->filter.Y() - track->anchorY;
+    if (track->settled == 0 || dx * dx + dy * dy > m_config.travelM * m_config.travelM) {
+        track->anchorX = track->filter.X();
+        track->anchorY = track->filter.Y();
+        track->settled = 0;
+        track->wide = 0u;
+    }
+    track->wide = (track->wide << 1) | (wide ? 1u : 0u);
+    track->settled = std::min(track->settled + 1, m_config.recentFrames);
+}
+
+bool Tracker::_Mover(const Track& track) const {
+    const int wide = CountBits(track.wide, track.settled);
+    // A candidate whose Doppler filled the axis in most of its frames is a
+    // mover from the start; a person's track must do so for seconds in
+    // one place before it is taken for one.
+    if (!track.confirmed) {
+        return 2 * wide > track.settled;
+    }
+    return track.settled >= m_config.recentFrames && wide >= m_config.moverFrames;
+}
+
 int Tracker::_BestTrack(const Detection& point, float* share) const {
     int best = -1;
     float bestCost = 0.0f;
@@ -142,8 +204,9 @@ int Tracker::_BestTrack(const Detection& point, float* share) const {
     for (int j = 0; j < static_cast<int>(m_tracks.size()); ++j) {
         const Track& track = m_tracks[j];
         // The flanks of a peak feed people, never candidates: a candidate
-        // must stand on peaks of its own.
-        if (!track.used || (!point.peak && !track.confirmed)) {
+        // must stand on peaks of its own. A mover takes its flanks too, so
+        // that they pull no person's track onto it.
+        if (!track.used || (!point.peak && !track.confirmed && !track.mover)) {
             continue;
         }
         const float dx = point.x - track.filter.X();
@@ -157,7 +220,10 @@ int Tracker::_BestTrack(const Detection& point, float* share) const {
         const float p = distance / m_config.positionScaleM;
         const float v = (point.velocityMps - track.filter.RadialMps()) / m_config.speedScaleMps;
         float cost = p * p + v * v;
-        if (!track.confirmed) {
+        if (track.mover) {
+            // Its points come at every speed: the place alone tells them.
+            cost = p * p;
+        } else if (!track.confirmed) {
             cost += kTentativePenalty;
         }
         // The runner-up is the best other track of the same kind: a
@@ -232,7 +298,7 @@ void Tracker::_Measure(Track* track) {
     track->filter.DampVelocity(c.coastDamping);
 }
 
-void Tracker::_Start(const Detection& centre, float speed, bool stillBorn) {
+void Tracker::_Start(const Detection& centre, float speed, bool stillBorn, unsigned int bands) {
     for (Track& track : m_tracks) {
         if (track.used) {
             continue;
@@ -246,6 +312,8 @@ void Tracker::_Start(const Detection& centre, float speed, bool stillBorn) {
         track.recent = 1u;
         track.filter.Start(centre.rangeM, centre.angleDeg, speed, m_config.rangeSigmaM,
                            m_config.angleSigmaDeg, 1.0f);
+        track.bands = bands;
+        _Settle(&track);
         return;
     }
 }
@@ -317,7 +385,8 @@ void Tracker::_Spawn(const Detection* points, int count, float dt) {
             if (!still && _MixOfTwo(centre, speed / weight)) {
                 continue;
             }
-            _Start(centre, still ? 0.0f : speed / weight, still);
+            _Start(centre, still ? 0.0f : speed / weight, still,
+                   _PlaceBands(points, count, centre.x, centre.y));
         }
     }
 }
@@ -379,13 +448,21 @@ void Tracker::_MergeAndRetire() {
             track.used = false;
             continue;
         }
+        if (track.confirmed && _Mover(track)) {
+            // Not a person after all: it stays a candidate, which holds the
+            // mover's points so that they start no other track there.
+            track.confirmed = false;
+            track.id = 0;
+            track.movingHits = 0;
+        }
         // A candidate is a person once moving points have confirmed it, or
         // once slow-time points have, for longer, away from any walker's
         // recent trail (whatever fed it so far).
         const bool confirmedMoving = !track.stillBorn && track.movingHits >= m_config.confirmHits;
         const bool confirmedStill = track.hits >= m_config.confirmStillHits &&
                                     !_OnTrail(track.filter.X(), track.filter.Y());
-        if (!track.confirmed && (confirmedMoving || confirmedStill)) {
+        track.mover = !track.confirmed && _Mover(track);
+        if (!track.confirmed && (confirmedMoving || confirmedStill) && !track.mover) {
             track.confirmed = true;
             Track* stalled = confirmedMoving ? _Stalled(track) : nullptr;
             if (stalled != nullptr) {
@@ -422,7 +499,9 @@ void Tracker::_MergeAndRetire() {
         bool overlapped = false;
         for (int b = 0; b < n && first.used; ++b) {
             Track& other = m_tracks[b];
-            if (b == a || !other.used) {
+            // A person passing a mover does not end it: the mover would only
+            // start again, and its points would drag the person's track.
+            if (b == a || !other.used || (first.mover && !other.mover)) {
                 continue;
             }
             const float dx = first.filter.X() - other.filter.X();
@@ -470,6 +549,7 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
                              still ? m_config.stillAccelerationSigma : m_config.accelerationSigma);
         track.moving = PointSum();
         track.still = PointSum();
+        track.bands = 0u;
     }
     for (int i = 0; i < count; ++i) {
         const Detection& point = points[i];
@@ -481,11 +561,23 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
         }
         Track& track = m_tracks[j];
         (point.still ? track.still : track.moving).Add(point, share, kFlatten);
+        if (!point.still) {
+            track.bands |= 1u << _Band(point.velocityMps);
+        }
     }
     for (Track& track : m_tracks) {
-        if (track.used) {
-            _Measure(&track);
+        if (!track.used) {
+            continue;
         }
+        // A mover's Doppler is split among several candidates by speed at
+        // first: a candidate is judged by all the points at its place, a
+        // person's track by its own (a fan beside a seated person is not
+        // the person's).
+        if (!track.confirmed) {
+            track.bands |= _PlaceBands(points, count, track.filter.X(), track.filter.Y());
+        }
+        _Measure(&track);
+        _Settle(&track);
     }
     _Spawn(points, count, dt);
     _MergeAndRetire();

@@ -26,7 +26,17 @@
 // frames, at one velocity, are merged into the older id (two people crossing
 // walk at different velocities and keep theirs). A walker's track that lost
 // its walker and coasted to a stop hands its id to the young walker's track
-// that started next to it.
+// that started next to it. A mover that is not a person (a fan, whose blade
+// tips fold their Doppler over the whole speed axis in every frame, at one
+// place) is never confirmed: a candidate whose place (every Doppler point
+// within a gate of it: a fan's Doppler is split among several candidates by
+// speed at first) fills most of the speed axis, out to both folded ends, in
+// most of its frames since it last travelled is a mover. It is never
+// reported, takes the points of its place by distance alone (they come at
+// every speed), and is not ended by a person passing it, so that the fan's
+// points start nothing else and drag no one's track. A confirmed track whose
+// own points do so for seconds without travelling loses its id and becomes
+// such a candidate.
 #ifndef TESSIVO_RADARSDK_TRACKER_H
 #define TESSIVO_RADARSDK_TRACKER_H
 
@@ -68,7 +78,11 @@ struct TrackerConfig {
     float stillAccelerationSigma = 0.5f;  // m/s^2 for a still track: steadier
     float rangeSigmaM = 0.12f;            // measurement noise of a centroid
     float angleSigmaDeg = 4.0f;
-    float coastDamping = 0.85f;  // velocity kept per missed frame
+    float coastDamping = 0.85f;   // velocity kept per missed frame
+    float foldSpeedMps = 3.125f;  // unambiguous radial speed: the Doppler axis is +-this
+    int wideBands = 6;            // of 8 bands across the axis: a frame's Doppler is wide
+    float travelM = 0.7f;         // farther from where it settled, a track has travelled
+    int moverFrames = 14;         // wide frames of recentFrames that demote a confirmed track
 };
 
 // One track as the engine reports it.
@@ -101,6 +115,7 @@ private:
         bool used = false;
         bool confirmed = false;
         bool stillBorn = false;
+        bool mover = false;  // a candidate whose Doppler fills the axis in one place
         int id = 0;
         int hits = 0;
         int movingHits = 0;
@@ -109,6 +124,13 @@ private:
         int overlap = 0;
         int age = 0;              // frames since the start
         unsigned int recent = 0;  // hit (1) or missed (0) in the last frames, newest lowest
+        // Doppler bands this frame's moving points fell in, and per frame
+        // since the track settled at (anchorX, anchorY) whether they filled
+        // the speed axis (newest lowest).
+        unsigned int bands = 0;
+        unsigned int wide = 0;
+        int settled = 0;  // frames since the track last travelled
+        float anchorX = 0.0f, anchorY = 0.0f;
         KalmanTrack filter;
         // This frame's measurement, accumulated from the points that joined,
         // moving-path and slow-time ones apart.
@@ -119,9 +141,13 @@ private:
     int _BestTrack(const Detection& point, float* share) const;
     void _Measure(Track* track);
     void _Spawn(const Detection* points, int count, float dt);
-    void _Start(const Detection& centre, float speed, bool stillBorn);
+    void _Start(const Detection& centre, float speed, bool stillBorn, unsigned int bands);
     void _MergeAndRetire();
     bool _Alive(const Track& track) const;
+    void _Settle(Track* track);
+    bool _Mover(const Track& track) const;
+    int _Band(float velocityMps) const;
+    unsigned int _PlaceBands(const Detection* points, int count, float x, float y) const;
     bool _MixOfTwo(const Detection& centre, float speed) const;
     Track* _Stalled(const Track& candidate);
     void _MarkTrails();
