@@ -19,6 +19,7 @@
 #include "KalmanTrack.h"
 #include "NoiseFloor.h"
 #include "RangeFft.h"
+#include "ReportGate.h"
 #include "SegmentOccupancy.h"
 #include "SlowTimeDetector.h"
 #include "Tracker.h"
@@ -405,6 +406,45 @@ TEST(KalmanTrack, ConvergesOnAConstantVelocity) {
     EXPECT_NEAR(track.Vx(), 0.5f, 0.1f);
     EXPECT_NEAR(track.Vy(), 0.0f, 0.1f);
     EXPECT_NEAR(track.X(), 2.0f, 0.1f);
+}
+
+TEST(ReportGate, OnlyNumbersInFrontOfTheModuleReachTheTrackMatrix) {
+    const float kNan = std::nanf("");
+    const float kInf = INFINITY;
+    struct Case {
+        const char* what;
+        float range, angle, velocity;
+        bool shown;
+        float shownAngle, shownVelocity;
+    } cases[] = {
+        {"a person", 2.0f, -20.0f, 0.8f, true, -20.0f, 0.8f},
+        {"just past the edge, clamped", 3.0f, 62.0f, -0.2f, true, 60.0f, -0.2f},
+        {"a speed beyond the unambiguous one", 3.0f, 10.0f, 9.0f, true, 10.0f, 3.125f},
+        {"beyond the field of view", 3.0f, -64.0f, 0.0f, false, 0, 0},
+        {"beyond the range asked for", 5.4f, 0.0f, 0.0f, false, 0, 0},
+        {"no range", 0.0f, 0.0f, 0.0f, false, 0, 0},
+        {"a negative range", -1.0f, 0.0f, 0.0f, false, 0, 0},
+        {"range not a number", kNan, 0.0f, 0.0f, false, 0, 0},
+        {"angle not a number", 2.0f, kNan, 0.0f, false, 0, 0},
+        {"infinite angle", 2.0f, -kInf, 0.0f, false, 0, 0},
+        {"speed not a number", 2.0f, 0.0f, kNan, false, 0, 0},
+        {"infinite range", kInf, 0.0f, 0.0f, false, 0, 0},
+    };
+    for (const Case& c : cases) {
+        radar_sdk::TrackReport report;
+        report.id = 3;
+        report.rangeM = c.range;
+        report.angleDeg = c.angle;
+        report.velocityMps = c.velocity;
+        radar_sdk::TrackReport shown;
+        ASSERT_EQ(radar_sdk::GateReport(report, 5.0f, 3.125f, &shown), c.shown) << c.what;
+        if (c.shown) {
+            EXPECT_EQ(shown.id, 3) << c.what;
+            EXPECT_EQ(shown.rangeM, c.range) << c.what;
+            EXPECT_EQ(shown.angleDeg, c.shownAngle) << c.what;
+            EXPECT_EQ(shown.velocityMps, c.shownVelocity) << c.what;
+        }
+    }
 }
 
 TEST(SegmentOccupancy, MarksTheSegmentOfEachTrack) {

@@ -3,17 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ReportGate.h"
+
 namespace radar_sdk {
 
 namespace {
-
-constexpr float kFieldOfViewDeg = 60.0f;
-// A track this far beyond the field of view is the weakened echo of a person
-// at the side, whom the module does not report.
-constexpr float kReportMarginDeg = 3.0f;
-// Tracks a little beyond maxRangeM are still reported: a person standing at
-// the limit must not blink in and out.
-constexpr float kReportRangeMarginM = 0.3f;
 
 bool Fail(std::string* error, const std::string& message) {
     if (error != nullptr) {
@@ -175,14 +169,11 @@ bool SegmentationChain::Process(const MatrixView& rx0, const MatrixView& rx1, fl
 
     const int reported = m_tracker->Report(m_reports, kMaxReportedTracks);
     int visible = 0;
+    const float maxSpeedMps = 0.5f * m_geometry.speedBinMps * static_cast<float>(m_geometry.chirps);
     for (int i = 0; i < reported && visible < m_maxTracks; ++i) {
-        TrackReport report = m_reports[i];
-        if (report.rangeM > m_geometry.maxRangeM + kReportRangeMarginM ||
-            std::fabs(report.angleDeg) > kFieldOfViewDeg + kReportMarginDeg) {
-            continue;
+        if (GateReport(m_reports[i], m_geometry.maxRangeM, maxSpeedMps, &m_visible[visible])) {
+            ++visible;
         }
-        report.angleDeg = std::max(-kFieldOfViewDeg, std::min(kFieldOfViewDeg, report.angleDeg));
-        m_visible[visible++] = report;
     }
     m_occupancy->Execute(m_visible, visible);
 
