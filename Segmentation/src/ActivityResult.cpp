@@ -78,6 +78,16 @@ bool BuildActivityResult(const ifx_Vector_R_t* segments, const ifx_Matrix_R_t* t
         if (id == 0.0f) {
             continue;
         }
+        // A value that is not a number cannot be written as JSON (it would
+        // come out as null or 1e+9999, which no client, this service's own
+        // parser included, reads back): such a row is no track.
+        bool finite = true;
+        for (uint32_t column = 0; column < 4; ++column) {
+            finite = finite && isfinite(mAt(tracks, row, column));
+        }
+        if (!finite) {
+            continue;
+        }
         ContextData track;
         track.SetValue(kIdKey, static_cast<double>(id));
         track.SetValue(kRangeKey, static_cast<double>(mAt(tracks, row, 1)));

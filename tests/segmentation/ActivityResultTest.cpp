@@ -116,6 +116,16 @@ TEST(ActivityResult, EmptyRowsAreSkippedAndLaterRowsStillCount) {
         containers.Text(),
         Document("0,0,0,0,0,0",
                  first + "{\"angle\":1.0,\"id\":-3.0,\"range\":1.0,\"velocity\":1.0}," + rest));
+    // A row with any value that is not a number is no track.
+    for (int column = 0; column < 4; ++column) {
+        for (float bad : {NAN, INFINITY, -INFINITY}) {
+            float values[4] = {5.0f, 2.0f, 10.0f, 0.5f};
+            values[column] = bad;
+            containers.SetTrack(1, values[0], values[1], values[2], values[3]);
+            EXPECT_EQ(containers.Text(), Document("0,0,0,0,0,0", first + rest))
+                << "column " << column << " " << bad;
+        }
+    }
 }
 
 TEST(ActivityResult, StridedContainersAreReadThroughTheirStridesIntoAFreshDocument) {
