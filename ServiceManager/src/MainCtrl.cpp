@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <glib-unix.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/resource.h>
 #include <system_info.h>
 #include <unistd.h>
@@ -107,9 +108,18 @@ void CMainCtrl::RegisterSignal() {
         }
     }
     // SIGKILL cannot be caught; asking anyway is harmless and kept.
-    const int kSignals[] = {SIGINT, SIGHUP, SIGTERM, SIGQUIT, SIGABRT, SIGKILL, SIGSEGV};
+    const int kSignals[] = {SIGINT, SIGHUP, SIGTERM, SIGQUIT, SIGKILL};
     for (int signum : kSignals) {
         signal(signum, OnSignal);
+    }
+    // The fault signals need to know who sent them (see OnFaultSignal).
+    struct sigaction action;
+    memset(&action, 0, sizeof(action));
+    action.sa_sigaction = OnFaultSignal;
+    action.sa_flags = SA_SIGINFO;
+    sigemptyset(&action.sa_mask);
+    for (int signum : {SIGABRT, SIGSEGV}) {
+        sigaction(signum, &action, nullptr);
     }
 }
 
@@ -120,12 +130,20 @@ void CMainCtrl::OnSignal(int signum) {
         ssize_t ignored = write(s_signalPipe[1], &record, sizeof(record));
         (void)ignored;
     }
-    // A fault cannot be returned from: the next occurrence takes the default
-    // action instead of faulting again forever.
-    if (signum == SIGSEGV || signum == SIGABRT) {
+    errno = savedErrno;
+}
+
+void CMainCtrl::OnFaultSignal(int signum, siginfo_t* info, void*) {
+    OnSignal(signum);
+    // A real fault, raised by the kernel (si_code > 0), cannot be returned
+    // from: the next occurrence, the same instruction faulting again, takes
+    // the default action instead of looping forever. One sent by another
+    // process (kill, sigqueue: si_code <= 0) is a request to stop like any
+    // other, and a second one in a row must stop nothing twice. abort()
+    // ends the process by itself if a handler returns.
+    if (info == nullptr || info->si_code > 0) {
         signal(signum, SIG_DFL);
     }
-    errno = savedErrno;
 }
 
 gboolean CMainCtrl::_OnSignalPipe(gint fd, GIOCondition condition, gpointer user) {

@@ -5,6 +5,7 @@
 #define TESSIVO_SERVICEMANAGER_MAINCTRL_H
 
 #include <glib.h>
+#include <signal.h>
 
 #include <atomic>
 
@@ -25,6 +26,8 @@ public:
     // The signal handler proper: async-signal-safe, it only records the
     // signal for the main loop. \context Signal context.
     static void OnSignal(int signum);
+    // \context Signal handler of SIGABRT and SIGSEGV.
+    static void OnFaultSignal(int signum, siginfo_t* info, void* context);
     static bool IsTavloTV();
     // Builds, wires and starts the full service. Objects made before a
     // failing step are left for Finalize(). \context Main thread.
