@@ -9,6 +9,7 @@
 #include "ActivitySegment.h"
 #include "ContextAutoLock.h"
 #include "ContextLog.h"
+#include "ContextString.h"
 #include "IServer.h"
 #include "Requester.h"
 
@@ -112,7 +113,8 @@ void CDispatcher::OnMethodCallSync(const char* sender, GVariant* parameters,
     const gchar* input = nullptr;
     g_variant_get(parameters, "(iii&s&s)", &pid, &type, &reqId, &subject, &input);
     KAE_LOGE("sender %s, pid: %d, type: %s, reqId: %d, subject: %s",
-             sender != nullptr ? sender : "(null)", pid, __CommandWord(type), reqId, subject);
+             sender != nullptr ? sender : "(null)", pid, __CommandWord(type), reqId,
+             ContextString::ForLog(subject).c_str());
 
     if (invocation != nullptr) {
         // Calls come over the service's own connection: watch it, once for
@@ -141,7 +143,7 @@ void CDispatcher::OnMethodCallSync(const char* sender, GVariant* parameters,
             if (!PushEvent(kEventRead, requester, kReadPriority)) {
                 // Only a queue that is full before the thread runs refuses;
                 // the caller learns it instead of waiting for its time-out.
-                KAE_LOGE("read of %s not queued", subject);
+                KAE_LOGE("read of %s not queued", ContextString::ForLog(subject).c_str());
                 requester->Reply(kResultRefused, kEmptyBody);
                 delete requester;
             }
@@ -163,7 +165,7 @@ void CDispatcher::OnMethodWriteAsync(const char* sender, GVariant* parameters,
         gint32 input = 0;
         g_variant_get(parameters, "(iii&si)", &pid, &type, &reqId, &subject, &input);
         KAE_LOGE("pid: %d, type: %s, reqId: %d, subject: %s, input: %d", pid, __CommandWord(type),
-                 reqId, subject, input);
+                 reqId, ContextString::ForLog(subject).c_str(), input);
     } else {
         KAE_LOGE("invalid parameters");
     }
@@ -192,7 +194,7 @@ void CDispatcher::OnEvent(int id, void* data) {
 void CDispatcher::__ClientEventHandling(int id, CRequester* requester) {
     if (id == kEventRead) {
         const char* subject = requester->GetSubject().c_str();
-        KAE_LOGE("\t\tProcess Read %s", subject);
+        KAE_LOGE("\t\tProcess Read %s", ContextString::ForLog(subject).c_str());
         ContextAutoLock lock(&m_segmentMutex);
         if (m_pActivitySegment == nullptr) {
             // Only a dispatcher built without the pipeline gets here.
@@ -201,8 +203,9 @@ void CDispatcher::__ClientEventHandling(int id, CRequester* requester) {
         } else {
             char* out = nullptr;
             int result = m_pActivitySegment->Read(subject, nullptr, &out);
-            KAE_LOGE("\t\tProcess Read[%s] Data[%s] ret[%d]:", subject,
-                     out != nullptr ? out : "(null)", result);
+            KAE_LOGE(
+                "\t\tProcess Read[%s] Data[%s] ret[%d]:", ContextString::ForLog(subject).c_str(),
+                out != nullptr ? out : "(null)", result);
             if (out != nullptr) {
                 requester->Reply(result, out);
                 free(out);
@@ -305,7 +308,7 @@ void CDispatcher::__DeleteSubscribe(CRequester* requester) {
         return;
     }
     KAE_LOGE("MSGPORT: app %s, subject %s", requester->GetSender().c_str(),
-             requester->GetSubject().c_str());
+             ContextString::ForLog(requester->GetSubject()).c_str());
     ContextAutoLock lock(&s_subscribeMutex);
     if (requester->GetSubject() == KAE_SUBJECT_TRACK_SEGMENT) {
         // One client's unsubscribe stops the publication for every client

@@ -1,5 +1,5 @@
-// Stateless text helpers of the usage report: local time stamps and the
-// escaping the KPI log needs.
+// Stateless text helpers: local time stamps and the escaping the KPI log
+// needs, and client text made safe for the log.
 #ifndef TESSIVO_UTIL_CONTEXTSTRING_H
 #define TESSIVO_UTIL_CONTEXTSTRING_H
 
@@ -17,6 +17,11 @@ public:
     // included, passes unchanged so the report's separators survive.
     // \context Thread-safe.
     static std::string UrlEncode(std::string s);
+
+    // Text from outside made safe to print in one log line: every control
+    // character (line breaks, tabs, terminal escapes, DEL) as \n, \r, \t or
+    // \xNN; everything else unchanged. \context Thread-safe.
+    static std::string ForLog(const std::string& text);
 };
 
 #endif

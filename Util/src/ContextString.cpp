@@ -40,3 +40,26 @@ std::string ContextString::UrlEncode(std::string s) {
     }
     return result;
 }
+
+std::string ContextString::ForLog(const std::string& text) {
+    static const char kHex[] = "0123456789abcdef";
+    std::string result;
+    result.reserve(text.size());
+    for (char c : text) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7f) {
+            result += c;
+        } else if (c == '\n') {
+            result += "\\n";
+        } else if (c == '\r') {
+            result += "\\r";
+        } else if (c == '\t') {
+            result += "\\t";
+        } else {
+            result += "\\x";
+            result += kHex[byte >> 4];
+            result += kHex[byte & 0x0F];
+        }
+    }
+    return result;
+}

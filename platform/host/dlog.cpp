@@ -68,6 +68,40 @@ void WriteAll(const std::string& line) {
     }
 }
 
+// A message is one line of the log. Text that came from outside (a client's
+// subject, a file's contents) may hold line breaks or terminal controls that
+// would forge lines or rewrite the screen: every control character goes out
+// as an escape, but for the tab and the colour sequences (ESC [ digits and
+// ';' m) the service's own messages use.
+void AppendEscaped(const char* text, size_t size, std::string* line) {
+    static const char kHex[] = "0123456789abcdef";
+    for (size_t i = 0; i < size; ++i) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        if (c == 0x1b && i + 1 < size && text[i + 1] == '[') {
+            size_t end = i + 2;
+            while (end < size && ((text[end] >= '0' && text[end] <= '9') || text[end] == ';')) {
+                ++end;
+            }
+            if (end < size && text[end] == 'm') {
+                line->append(text + i, end + 1 - i);
+                i = end;
+                continue;
+            }
+        }
+        if (c == '\t' || (c >= 0x20 && c != 0x7f)) {
+            *line += static_cast<char>(c);
+        } else if (c == '\n') {
+            *line += "\\n";
+        } else if (c == '\r') {
+            *line += "\\r";
+        } else {
+            *line += "\\x";
+            *line += kHex[c >> 4];
+            *line += kHex[c & 0x0F];
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int __dlog_vprint(log_id_t log_id, int prio, const char* tag, const char* fmt,
@@ -103,12 +137,11 @@ extern "C" int __dlog_vprint(log_id_t log_id, int prio, const char* tag, const c
     }
     std::string line(head);
     if (static_cast<size_t>(needed) < sizeof(small)) {
-        line.append(small, static_cast<size_t>(needed));
+        AppendEscaped(small, static_cast<size_t>(needed), &line);
     } else {
         std::string big(static_cast<size_t>(needed) + 1, '\0');
         vsnprintf(&big[0], big.size(), fmt, ap);
-        big.resize(static_cast<size_t>(needed));
-        line += big;
+        AppendEscaped(big.data(), static_cast<size_t>(needed), &line);
     }
     line += '\n';
     WriteAll(line);

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <regex>
 #include <string>
@@ -117,5 +118,19 @@ TEST(ServiceLog, PrefixAndColoursOfEachLevel) {
     EXPECT_NE(log.find("D/KAE_SERVICE("), std::string::npos);
     EXPECT_TRUE(std::regex_search(log, std::regex("D/KAE_SERVICE\\(\\d+\\): DlogTest\\.cpp: "
                                                   "operator\\(\\)\\(\\d+\\) > plain\\n")))
+        << log;
+}
+
+TEST(HostDlog, ControlCharactersFromOutsideCannotForgeLinesButColoursStay) {
+    // A subject a client might send: a line break, a forged log line, screen
+    // controls; between the service's own colour sequences and a tab.
+    const std::string log = LogOfChild(nullptr, [] {
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "KAE_SERVICE", "\x1b[0;31m\tsubject: %s\x1b[0m",
+                     "KAE/\r\n01-01 00:00:00.000 E/KAE_SERVICE(1): BYE\x1b[2J\x1b[1A\x07\x7f");
+    });
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+    EXPECT_NE(log.find("\x1b[0;31m\tsubject: KAE/\\r\\n01-01 00:00:00.000 E/KAE_SERVICE(1): BYE"
+                       "\\x1b[2J\\x1b[1A\\x07\\x7f\x1b[0m\n"),
+              std::string::npos)
         << log;
 }

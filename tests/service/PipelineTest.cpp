@@ -69,6 +69,17 @@ TEST_F(PipelineTest, PresenceReadsAnswerTheLatestPresenceResult) {
     EXPECT_EQ(unknown.out, "(-1, '{}')\n") << unknown.err;
     CommandResult refused = CallService("RequestSync", {"1", "2", "11", "KAE/GET/PRESENCE/", ""});
     EXPECT_EQ(refused.out, "(-3, '{}')\n") << refused.err;
+
+    // A subject that would write a forged line into the log, and clear the
+    // screen of whoever reads it, is logged escaped.
+    KaeBusClient client(m_bus.Address());
+    EXPECT_EQ(client.RequestSync(1, "KAE/GET/NOTHING/\n01-01 00:00:00.000 E/KAE(1): BYE\x1b[2J"),
+              std::make_pair(-1, std::string("{}")));
+    ASSERT_TRUE(
+        service.WaitForStderr("NOTHING/\\n01-01 00:00:00.000 E/KAE(1): BYE\\x1b[2J", kWaitMs))
+        << service.Stderr();
+    EXPECT_EQ(service.Stderr().find("\n01-01 00:00:00.000 E/KAE(1)"), std::string::npos);
+    EXPECT_EQ(service.Stderr().find("\x1b[2J"), std::string::npos);
 }
 
 TEST_F(PipelineTest, TwoConsoleSubscribersBothReceiveTracksOfThePeople) {

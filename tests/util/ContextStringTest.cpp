@@ -89,3 +89,19 @@ TEST(ContextStringUrl, EscapesOnlyAmpersandAndCaret) {
     EXPECT_EQ(ContextString::UrlEncode(passThrough), passThrough);
     EXPECT_EQ(ContextString::UrlEncode(std::string("x\0&", 3)), std::string("x\0%26", 5));
 }
+
+TEST(ContextStringLog, ControlCharactersOfClientTextAreEscaped) {
+    const struct {
+        std::string in, out;
+    } cases[] = {
+        {"KAE/GET/PRESENCE/", "KAE/GET/PRESENCE/"},
+        {"a\nb\rc\td", "a\\nb\\rc\\td"},
+        {"\x1b[2J\x1b[31mred\x07\x7f", "\\x1b[2J\\x1b[31mred\\x07\\x7f"},
+        {std::string("nul\0end", 7), "nul\\x00end"},
+        {"caf\xC3\xA9 \\ %s", "caf\xC3\xA9 \\ %s"},
+        {"", ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(ContextString::ForLog(c.in), c.out);
+    }
+}
