@@ -91,9 +91,12 @@ void CDispatcher::SetServer(IServer* server) {
     m_pServer = server;
 }
 
-const char* CDispatcher::__CommandWord(int type) {
-    // Deliberately inserting: an unknown type stays in the table without a word.
-    return PrintableWord(m_mapCommand[type]);
+const char* CDispatcher::__CommandWord(int type) const {
+    // Looked up, never inserted (const: the compiler holds to it): a client
+    // sending every possible type must not grow the table. An unknown type
+    // prints as "(null)" either way.
+    const auto it = m_mapCommand.find(type);
+    return PrintableWord(it != m_mapCommand.end() ? it->second : nullptr);
 }
 
 void CDispatcher::OnMethodCallSync(const char* sender, GVariant* parameters,

@@ -81,7 +81,7 @@ protected:
 private:
     // Word of a request type for log lines; an unknown type gets an empty
     // entry and prints as "(null)".
-    const char* __CommandWord(int type);
+    const char* __CommandWord(int type) const;
     void __ClientEventHandling(int id, CRequester* requester);
     void __InsertSubscribe(CRequester* requester);
     CRequester* __FindSubscribe(CRequester* requester);
