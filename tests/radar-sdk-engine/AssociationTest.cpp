@@ -1,8 +1,8 @@
 // How points that two people share are handled: a contested or mixed point
 // counts less, the detector keeps peaks before flanks, only peaks start
 // tracks, two people crossing keep two tracks and their ids, the mix of two
-// people at one range and speed starts no third, a turn is followed, and a
-// fan holds no track.
+// people at one range and speed starts no third, a turn is followed, a
+// fan holds no track, and a seated person's wall echo holds none either.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -242,6 +242,58 @@ TEST(Tracker, AFanHoldsNoTrackButPeopleBesideItAreKept) {
             EXPECT_NEAR(reports[0].x, -0.8f, 0.15f);
             EXPECT_NEAR(reports[0].y, 2.6f, 0.15f);
         }
+    }
+}
+
+// A wall mirrors a seated person: a still echo farther off that breathes
+// with the person, or one far fainter than anyone at its range could be,
+// holds no reported track while its source is tracked; a real person seated
+// behind, breathing at a rate of his own, is kept.
+TEST(Tracker, ASeatedPersonsWallEchoHoldsNoTrackButAPersonBehindIsKept) {
+    struct Case {
+        const char* name;
+        float power;     // of the second still thing, against the person's
+        bool ownBreath;  // breathes at its own rate, not with the person
+        int people;
+    };
+    const Case cases[] = {
+        {"echo breathing with the person", 0.3f, false, 1},
+        {"faint echo", 0.004f, true, 1},
+        {"person seated behind", 0.3f, true, 2},
+    };
+    constexpr float kPersonY = 2.0f, kBehindX = 1.2f, kBehindY = 3.0f;
+    constexpr int kFrames = 120, kSettleFrames = 60;
+    auto breath = [](float hz, float phase, int frame) {
+        return 1.0f + 0.8f * static_cast<float>(std::sin(2.0 * kPi * hz * 0.1 * frame + phase));
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string error;
+        auto tracker = radar_sdk::Tracker::Create(radar_sdk::TrackerConfig(), 16, &error);
+        ASSERT_TRUE(tracker) << error;
+        radar_sdk::TrackReport reports[4];
+        int wrongCount = 0, onPerson = 0;
+        for (int frame = 0; frame < kFrames; ++frame) {
+            const float own = breath(0.25f, 0.0f, frame);
+            // 0.4 Hz against 0.25 Hz: rates that drift apart within a breath.
+            const float behind = c.ownBreath ? breath(0.4f, 1.0f, frame) : own;
+            radar_sdk::Detection points[2] = {PointAt(0.0f, kPersonY, 0.0f, own),
+                                              PointAt(kBehindX, kBehindY, 0.0f, c.power * behind)};
+            for (radar_sdk::Detection& point : points) {
+                point.still = true;
+            }
+            tracker->Execute(points, 2, 0.1f);
+            const int count = tracker->Report(reports, 4);
+            if (frame < kSettleFrames) {
+                continue;
+            }
+            wrongCount += count != c.people ? 1 : 0;
+            for (int i = 0; i < count; ++i) {
+                onPerson += std::hypot(reports[i].x, reports[i].y - kPersonY) < 0.3f ? 1 : 0;
+            }
+        }
+        EXPECT_EQ(wrongCount, 0);
+        EXPECT_EQ(onPerson, kFrames - kSettleFrames);
     }
 }
 

@@ -39,6 +39,10 @@ constexpr int kBands = 8;
 // Cells of the trail map, metres.
 constexpr float kTrailCellM = 0.25f;
 constexpr int kNeverPassed = -1000000;
+// Frames judged an echo in a row that demote a confirmed track, and frames
+// judged clear in a row that free a held one.
+constexpr int kEchoDemoteFrames = 3;
+constexpr int kEchoFreeFrames = 20;
 
 int CountBits(unsigned int bits, int count) {
     int n = 0;
@@ -93,6 +97,7 @@ std::unique_ptr<Tracker> Tracker::Create(const TrackerConfig& config, int pointC
     }
     std::unique_ptr<Tracker> stage(new Tracker());
     stage->m_config = config;
+    stage->m_echo.stillSpeedMps = config.stillSpeedMps;
     stage->m_tracks.resize(config.capacity);
     stage->m_owner.assign(pointCapacity, -1);
     stage->m_order.assign(pointCapacity, 0);
@@ -206,7 +211,7 @@ int Tracker::_BestTrack(const Detection& point, float* share) const {
         // The flanks of a peak feed people, never candidates: a candidate
         // must stand on peaks of its own. A mover takes its flanks too, so
         // that they pull no person's track onto it.
-        if (!track.used || (!point.peak && !track.confirmed && !track.mover)) {
+        if (!track.used || (!point.peak && !track.confirmed && !track.mover && !track.echo)) {
             continue;
         }
         const float dx = point.x - track.filter.X();
@@ -223,7 +228,9 @@ int Tracker::_BestTrack(const Detection& point, float* share) const {
         if (track.mover) {
             // Its points come at every speed: the place alone tells them.
             cost = p * p;
-        } else if (!track.confirmed) {
+        } else if (!track.confirmed && !track.echo) {
+            // A wall echo held back keeps its points as a person's track
+            // would: they would pull its source's track onto the wall.
             cost += kTentativePenalty;
         }
         // The runner-up is the best other track of the same kind: a
@@ -410,6 +417,52 @@ Tracker::Track* Tracker::_Stalled(const Track& candidate) {
     return found;
 }
 
+EchoVerdict Tracker::_EchoOf(const Track& track) const {
+    EchoVerdict verdict = EchoVerdict::kClear;
+    const EchoTrack self{&track.history, track.filter.RangeM(), track.filter.Speed()};
+    for (const Track& source : m_tracks) {
+        if (&source == &track || !source.used || !source.confirmed) {
+            continue;
+        }
+        const EchoTrack other{&source.history, source.filter.RangeM(), source.filter.Speed()};
+        const EchoVerdict v = JudgeEcho(self, other, m_echo);
+        if (v == EchoVerdict::kEcho) {
+            return v;
+        }
+        if (v == EchoVerdict::kPending) {
+            verdict = v;
+        }
+    }
+    return verdict;
+}
+
+void Tracker::_JudgeEcho(Track* track) {
+    // A wall mirrors a seated person: farther, fainter, breathing with the
+    // person. Such a track is no one: a candidate is not confirmed, and a
+    // confirmed track loses its id (it stays a candidate, holding the echo's
+    // points so that they start nothing and pull no one).
+    const EchoVerdict verdict = _EchoOf(*track);
+    track->echoRun = verdict == EchoVerdict::kEcho ? track->echoRun + 1 : 0;
+    track->clearRun = verdict == EchoVerdict::kClear ? track->clearRun + 1 : 0;
+    if (track->confirmed) {
+        if (track->echoRun < kEchoDemoteFrames) {
+            track->echoWait = false;
+            return;
+        }
+        track->confirmed = false;
+        track->id = 0;
+        track->movingHits = 0;
+    }
+    // An echo would be confirmed within a second, before it could be told
+    // from a person behind its source: such a candidate waits that long.
+    if (verdict == EchoVerdict::kEcho) {
+        track->echo = true;
+    } else if (track->clearRun >= kEchoFreeFrames) {
+        track->echo = false;
+    }
+    track->echoWait = track->echo || verdict == EchoVerdict::kPending;
+}
+
 bool Tracker::_MixOfTwo(const Detection& centre, float speed) const {
     // Cells that hold two people's echoes at one range and speed report an
     // angle between the two: such a cluster between two tracks of that range
@@ -462,7 +515,9 @@ void Tracker::_MergeAndRetire() {
         const bool confirmedStill = track.hits >= m_config.confirmStillHits &&
                                     !_OnTrail(track.filter.X(), track.filter.Y());
         track.mover = !track.confirmed && _Mover(track);
-        if (!track.confirmed && (confirmedMoving || confirmedStill) && !track.mover) {
+        _JudgeEcho(&track);
+        if (!track.confirmed && (confirmedMoving || confirmedStill) && !track.mover &&
+            !track.echoWait) {
             track.confirmed = true;
             Track* stalled = confirmedMoving ? _Stalled(track) : nullptr;
             if (stalled != nullptr) {
@@ -578,6 +633,7 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
         }
         _Measure(&track);
         _Settle(&track);
+        track.history.Push(track.still.weight);
     }
     _Spawn(points, count, dt);
     _MergeAndRetire();

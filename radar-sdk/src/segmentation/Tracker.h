@@ -36,7 +36,9 @@
 // every speed), and is not ended by a person passing it, so that the fan's
 // points start nothing else and drag no one's track. A confirmed track whose
 // own points do so for seconds without travelling loses its id and becomes
-// such a candidate.
+// such a candidate. A seated person's wall echo (EchoGate: farther than a
+// still confirmed track, and far fainter than a person there could be or
+// breathing with it) is held as such a candidate too.
 #ifndef TESSIVO_RADARSDK_TRACKER_H
 #define TESSIVO_RADARSDK_TRACKER_H
 
@@ -45,6 +47,7 @@
 #include <vector>
 
 #include "Detection.h"
+#include "EchoGate.h"
 #include "KalmanTrack.h"
 #include "PointShare.h"
 
@@ -131,6 +134,13 @@ private:
         unsigned int wide = 0;
         int settled = 0;  // frames since the track last travelled
         float anchorX = 0.0f, anchorY = 0.0f;
+        // Its slow-time power lately, and whether it is held as a nearer
+        // person's wall echo (frames judged one in a row, frames clear in a
+        // row, and whether it may not be confirmed this frame).
+        EchoHistory history;
+        bool echo = false;
+        bool echoWait = false;
+        int echoRun = 0, clearRun = 0;
         KalmanTrack filter;
         // This frame's measurement, accumulated from the points that joined,
         // moving-path and slow-time ones apart.
@@ -148,6 +158,8 @@ private:
     bool _Mover(const Track& track) const;
     int _Band(float velocityMps) const;
     unsigned int _PlaceBands(const Detection* points, int count, float x, float y) const;
+    EchoVerdict _EchoOf(const Track& track) const;
+    void _JudgeEcho(Track* track);
     bool _MixOfTwo(const Detection& centre, float speed) const;
     Track* _Stalled(const Track& candidate);
     void _MarkTrails();
@@ -156,6 +168,7 @@ private:
 
     TrackerConfig m_config;
     ShareConfig m_share;
+    EchoConfig m_echo;
     std::vector<Track> m_tracks;
     std::vector<int> m_owner;  // per point: the track it joined, or -1
     std::vector<int> m_order;  // scratch: unclaimed points, strongest first
