@@ -129,6 +129,19 @@ void KPIManager::InitDLFDataCollector(DLFDataCollector* collector) {
     }
 }
 
+void KPIManager::Detach() {
+    {
+        ContextAutoLock lock(&mutex);
+        m_detached = true;
+    }
+    // The pointer itself stays: the main thread may be reading the session
+    // through it, and unregistering twice (again in the destructor) is
+    // harmless.
+    if (pDLFDataCollector != nullptr) {
+        pDLFDataCollector->UnregisterAppSessionCB(_AppSessionChangeCB, this);
+    }
+}
+
 void KPIManager::_AppSessionChangeCB(AppSessionInfo* first, AppSessionInfo* second, void* user) {
     static_cast<KPIManager*>(user)->AppSessionChangeCB(first, second);
 }
@@ -148,6 +161,9 @@ void KPIManager::UpdateStat(void* data) {
 
 void KPIManager::NotifyModeChange(MODE_CHANGE_TYPE mode) {
     ContextAutoLock lock(&mutex);
+    if (m_detached) {
+        return;
+    }
     if (IsTimeout()) {
         UpdateFinalMaps(TIMEOUT, mode);
         ResetTempMaps();
@@ -161,6 +177,9 @@ void KPIManager::NotifyModeChange(MODE_CHANGE_TYPE mode) {
 
 void KPIManager::AppSessionChangeCB(AppSessionInfo* first, AppSessionInfo* second) {
     ContextAutoLock lock(&mutex);
+    if (m_detached) {
+        return;
+    }
     if (m_stats.isFirstSession) {
         KAE_LOGI("[Init Started] %s(%s) -> %s(%s)", TextOf(second, false), TextOf(second, true),
                  TextOf(first, false), TextOf(first, true));

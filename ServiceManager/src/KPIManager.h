@@ -85,6 +85,12 @@ public:
     // any report can be due. \context Main thread.
     void InitDLFDataCollector(DLFDataCollector* collector);
 
+    // Given up: from now on the manager sends nothing, and it is taken off
+    // the collector's app-session callbacks at once (a callback already
+    // under way finds it given up). It still has to be deleted on the main
+    // thread. \context Any thread.
+    void Detach();
+
     // One presence sample: the presence state and distance (metres) of the
     // last presence read. \context Thread-safe.
     void UpdateStat(int presence, double distance);
@@ -137,6 +143,7 @@ private:
     timespec curTime;
     // Counters, times and maps, guarded by mutex.
     Stats m_stats;
+    bool m_detached = false;  // under mutex
 };
 
 #endif

@@ -306,7 +306,8 @@ bool StateManager::deleteKPIManager() {
         return true;
     }
     // Its collector callback runs on the main thread, so that is where it
-    // goes; until then nobody feeds it.
+    // goes; until then nobody feeds it, and it sends nothing.
+    m_pKPIManager->Detach();
     m_detachedKPIManagers.push_back(m_pKPIManager);
     m_pKPIManager = nullptr;
     if (m_nDeleteSource == 0) {

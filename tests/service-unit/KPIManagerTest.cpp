@@ -351,6 +351,21 @@ TEST_F(KPIManagerTest, SessionsSendOneReportEachAndAveragePeriods) {
     EXPECT_EQ(Field(Reports()[2], "presence"), "[0,0,0,0,0,0,0]");
 }
 
+TEST_F(KPIManagerTest, AManagerGivenUpSendsNothingAndLeavesTheCollectorAtOnce) {
+    ChangeApp("", "org.tizen.tv-viewer:HDMI1");
+    m_manager->UpdateStat(1, 2.5);
+    m_clock.AdvanceSeconds(600);
+    // Given up from another thread, as the mode thread does after failed
+    // presence reads; deleted only later, on the main thread.
+    std::thread([this] { m_manager->Detach(); }).join();
+    m_manager->NotifyModeChange(PRESENCE_TO_PRESENCE);
+    ChangeApp("org.tizen.tv-viewer:HDMI1", "org.tizen.netflix-app");
+    // An application change through the collector reaches it no more.
+    StartCollector();
+    Feed("P/App/Change", "{\"EventType\":\"Launch\",\"AppId\":\"org.tizen.netflix-app\"}");
+    EXPECT_TRUE(Reports().empty());
+}
+
 TEST_F(KPIManagerTest, ReportingPeriodEndsAtTheFirstModeEndAfterSixHundredSeconds) {
     ChangeApp("", "org.tizen.tv-viewer:HDMI1");
     m_clock.AdvanceSeconds(599);
