@@ -206,9 +206,7 @@ double SceneSynthesizer::_Amplitude(double rcsM2, double x, double y, double ran
         // Behind the module, or beyond the anti-aliasing filter.
         return 0.0;
     }
-    const double r = std::max(range, kMinAmplitudeRangeM);
-    const double angle = std::atan2(x, y) * kDegPerRad;
-    return m_scene.gain * kAmplitudeAt1m * std::sqrt(rcsM2) / (r * r) * _TwoWayGain(angle);
+    return _BaseAmplitude(rcsM2, range) * _TwoWayGain(std::atan2(x, y) * kDegPerRad);
 }
 
 void SceneSynthesizer::_ApplyModule(double r, Tone* tone) const {
