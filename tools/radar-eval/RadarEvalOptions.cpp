@@ -7,23 +7,9 @@
 #include <limits>
 
 #include "RadarFrameFormat.h"
+#include "WholeNumber.h"
 
 namespace {
-
-// A whole decimal number, nothing else around it.
-bool ParseUnsigned(const std::string& text, uint64_t* value) {
-    if (text.empty() || text[0] < '0' || text[0] > '9') {
-        return false;
-    }
-    errno = 0;
-    char* end = nullptr;
-    const unsigned long long parsed = strtoull(text.c_str(), &end, 10);
-    if (errno != 0 || end == nullptr || *end != '\0') {
-        return false;
-    }
-    *value = parsed;
-    return true;
-}
 
 bool ParseWhole(const std::string& text, int64_t low, int64_t high, int64_t* value) {
     uint64_t parsed = 0;

@@ -1,26 +1,6 @@
 #include "RadarSimOptions.h"
 
-#include <errno.h>
-#include <stdlib.h>
-
-namespace {
-
-// A whole decimal number, nothing else around it.
-bool ParseUnsigned(const std::string& text, uint64_t* value) {
-    if (text.empty() || text[0] < '0' || text[0] > '9') {
-        return false;
-    }
-    errno = 0;
-    char* end = nullptr;
-    const unsigned long long parsed = strtoull(text.c_str(), &end, 10);
-    if (errno != 0 || end == nullptr || *end != '\0') {
-        return false;
-    }
-    *value = parsed;
-    return true;
-}
-
-}  // namespace
+#include "WholeNumber.h"
 
 bool ParseRadarSimOptions(const std::vector<std::string>& args, RadarSimOptions* options,
                           std::string* error) {
