@@ -2,7 +2,8 @@
 // counts less, the detector keeps peaks before flanks, only peaks start
 // tracks, two people crossing keep two tracks and their ids, the mix of two
 // people at one range and speed starts no third, a turn is followed, a
-// fan holds no track, and a seated person's wall echo holds none either.
+// fan holds no track, and neither a seated person's nor a walker's wall echo
+// holds one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -294,6 +295,81 @@ TEST(Tracker, ASeatedPersonsWallEchoHoldsNoTrackButAPersonBehindIsKept) {
         }
         EXPECT_EQ(wrongCount, 0);
         EXPECT_EQ(onPerson, kFrames - kSettleFrames);
+    }
+}
+
+// A wall beside a walker mirrors him: the one-bounce echo, halfway between
+// his range and his mirror image's, heard at the phase of both directions
+// together, walks in step with him. Once the room has shown that wall it
+// holds no reported track; a second person walking a path of his own (so
+// never in step) is kept all along.
+TEST(Tracker, AWalkersWallEchoHoldsNoTrackButASecondWalkerIsKept) {
+    struct Case {
+        const char* name;
+        bool echo;
+        bool second;
+        int people;
+    };
+    const Case cases[] = {
+        {"walker beside a wall", true, false, 1},
+        {"walker beside a wall, a second walker", true, true, 2},
+        {"two walkers, no wall", false, true, 2},
+    };
+    constexpr float kWallX = 2.2f, kWalkY = 1.8f;
+    constexpr int kFrames = 160, kSettleFrames = 40;
+    // Back and forth across the room at 0.8 m/s.
+    auto walkerX = [](int frame) {
+        const float along = std::fmod(0.08f * frame, 5.0f);
+        return along < 2.5f ? -1.5f + along : 3.5f - along;
+    };
+    auto addWalker = [](std::vector<radar_sdk::Detection>* points, float x, float y, float radial,
+                        float weight) {
+        for (int limb = -2; limb <= 2; ++limb) {
+            radar_sdk::Detection point = PointAt(x, y, radial + 0.3f * limb, weight);
+            point.peak = limb == 0;
+            points->push_back(point);
+        }
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string error;
+        auto tracker = radar_sdk::Tracker::Create(radar_sdk::TrackerConfig(), 64, &error);
+        ASSERT_TRUE(tracker) << error;
+        radar_sdk::TrackReport reports[4];
+        int wrongCount = 0;
+        float lastEchoRange = 0.0f;
+        for (int frame = 0; frame < kFrames; ++frame) {
+            std::vector<radar_sdk::Detection> points;
+            const float x = walkerX(frame);
+            const float range = std::hypot(x, kWalkY);
+            const float radial = x * (walkerX(frame + 1) - x) / 0.1f / range;
+            addWalker(&points, x, kWalkY, radial, 1.0f);
+            if (c.echo) {
+                const float imageX = 2.0f * kWallX - x;
+                const float image = std::hypot(imageX, kWalkY);
+                const float echoRange = 0.5f * (range + image);
+                const float phase =
+                    std::arg(std::polar(1.0f, static_cast<float>(kPi) * x / range) +
+                             std::polar(1.0f, static_cast<float>(kPi) * imageX / image));
+                const float angle = std::asin(phase / static_cast<float>(kPi));
+                const float echoRadial = frame == 0 ? 0.0f : (echoRange - lastEchoRange) / 0.1f;
+                lastEchoRange = echoRange;
+                const float scale = range / echoRange;
+                addWalker(&points, echoRange * std::sin(angle), echoRange * std::cos(angle),
+                          echoRadial, 0.3f * scale * scale * scale * scale);
+            }
+            if (c.second) {
+                // Towards the screen and back on the other side, at 0.5 m/s.
+                const float along = std::fmod(0.05f * frame, 3.0f);
+                const float y = along < 1.5f ? 4.0f - along : 1.0f + along;
+                const float speed = along < 1.5f ? -0.5f : 0.5f;
+                addWalker(&points, -1.2f, y, y * speed / std::hypot(1.2f, y), 0.6f);
+            }
+            tracker->Execute(points.data(), static_cast<int>(points.size()), 0.1f);
+            const int count = tracker->Report(reports, 4);
+            wrongCount += frame >= kSettleFrames && count != c.people ? 1 : 0;
+        }
+        EXPECT_EQ(wrongCount, 0);
     }
 }
 

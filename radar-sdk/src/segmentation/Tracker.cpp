@@ -96,6 +96,10 @@ std::unique_ptr<Tracker> Tracker::Create(const TrackerConfig& config, int pointC
             "1..recentFrames");
     }
     std::unique_ptr<Tracker> stage(new Tracker());
+    stage->m_walls = WallMap::Create(WallConfig(), config.capacity, error);
+    if (!stage->m_walls) {
+        return nullptr;
+    }
     stage->m_config = config;
     stage->m_echo.stillSpeedMps = config.stillSpeedMps;
     stage->m_tracks.resize(config.capacity);
@@ -113,6 +117,7 @@ void Tracker::Reset() {
         track = Track();
     }
     std::fill(m_trail.begin(), m_trail.end(), kNeverPassed);
+    m_walls->Reset();
     m_frame = 0;
     m_nextId = 1;
 }
@@ -292,6 +297,8 @@ void Tracker::_Measure(Track* track) {
         }
         const float angleSigma = moving ? c.angleSigmaDeg : c.angleSigmaDeg * kStillAngleFactor;
         track->filter.Update(range, AngleFromCross(cross), c.rangeSigmaM, angleSigma);
+        const float power = track->moving.weight + track->still.weight;
+        track->power = track->power > 0.0f ? 0.8f * track->power + 0.2f * power : power;
         ++track->hits;
         track->movingHits += moving ? 1 : 0;
         if (walking) {
@@ -312,6 +319,7 @@ void Tracker::_Start(const Detection& centre, float speed, bool stillBorn, unsig
         }
         track = Track();
         track.used = true;
+        track.serial = ++m_serial;
         track.stillBorn = stillBorn;
         track.hits = 1;
         track.movingHits = stillBorn ? 0 : 1;
@@ -417,12 +425,74 @@ Tracker::Track* Tracker::_Stalled(const Track& candidate) {
     return found;
 }
 
+void Tracker::_LearnWalls() {
+    m_walls->Fade();
+    // Whatever has nothing confirmed in front of it is no echo: it stands
+    // in the room, and so in front of every wall.
+    for (const Track& thing : m_tracks) {
+        if (!thing.used || !(thing.confirmed || thing.mover) || (thing.recent & 1u) == 0u) {
+            continue;
+        }
+        bool direct = true;
+        for (const Track& other : m_tracks) {
+            if (&other != &thing && other.used && (other.confirmed || other.mover) &&
+                other.filter.RangeM() + m_echo.marginM <= thing.filter.RangeM()) {
+                direct = false;
+                break;
+            }
+        }
+        if (direct) {
+            m_walls->Clear(_WallTrack(thing));
+        }
+    }
+    for (const Track& source : m_tracks) {
+        // Only a person on the move tells a wall from a second person.
+        if (!source.used || !source.confirmed || source.moving.weight <= 0.0f ||
+            source.filter.Speed() < m_config.stillSpeedMps) {
+            continue;
+        }
+        for (const Track& echo : m_tracks) {
+            // A walker's echo carries the walker's Doppler, even where its
+            // path keeps its length (walking straight at a wall); a seated
+            // person's slow-time points alone teach no wall by looking like
+            // such an echo.
+            if (&echo == &source || !echo.used || echo.mover || echo.moving.weight <= 0.0f ||
+                echo.filter.RangeM() < source.filter.RangeM() + m_echo.marginM) {
+                continue;
+            }
+            m_walls->Learn(_WallTrack(source), _WallTrack(echo));
+        }
+    }
+}
+
+WallTrack Tracker::_WallTrack(const Track& track) const {
+    WallTrack wall;
+    wall.slot = static_cast<int>(&track - m_tracks.data());
+    wall.serial = track.serial;
+    wall.x = track.filter.X();
+    wall.y = track.filter.Y();
+    wall.power = track.power;
+    wall.vx = track.filter.Vx();
+    wall.vy = track.filter.Vy();
+    // What its Doppler points say this frame: a young track's filter has
+    // not learnt its speed yet.
+    wall.radialMps = track.moving.weight > 0.0f ? track.moving.speed / track.moving.weight
+                                                : track.filter.RadialMps();
+    return wall;
+}
+
 EchoVerdict Tracker::_EchoOf(const Track& track) const {
     EchoVerdict verdict = EchoVerdict::kClear;
     const EchoTrack self{&track.history, track.filter.RangeM(), track.filter.Speed()};
+    const WallTrack at = _WallTrack(track);
     for (const Track& source : m_tracks) {
         if (&source == &track || !source.used || !source.confirmed) {
             continue;
+        }
+        // A wall the room has shown makes it the echo of anyone nearer.
+        if (source.filter.RangeM() + m_echo.marginM <= track.filter.RangeM() &&
+            m_walls->Explains(_WallTrack(source), at)) {
+            return EchoVerdict::kEcho;
         }
         const EchoTrack other{&source.history, source.filter.RangeM(), source.filter.Speed()};
         const EchoVerdict v = JudgeEcho(self, other, m_echo);
@@ -635,6 +705,7 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
         _Settle(&track);
         track.history.Push(track.still.weight);
     }
+    _LearnWalls();
     _Spawn(points, count, dt);
     _MergeAndRetire();
     _MarkTrails();

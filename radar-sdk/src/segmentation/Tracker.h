@@ -50,6 +50,7 @@
 #include "EchoGate.h"
 #include "KalmanTrack.h"
 #include "PointShare.h"
+#include "WallMap.h"
 
 namespace radar_sdk {
 
@@ -120,6 +121,7 @@ private:
         bool stillBorn = false;
         bool mover = false;  // a candidate whose Doppler fills the axis in one place
         int id = 0;
+        int serial = 0;  // changes whenever the slot holds a new track
         int hits = 0;
         int movingHits = 0;
         int lastWalkingFrame = 0;  // last frame the track moved at a walker's speed
@@ -138,6 +140,7 @@ private:
         // person's wall echo (frames judged one in a row, frames clear in a
         // row, and whether it may not be confirmed this frame).
         EchoHistory history;
+        float power = 0.0f;  // of its points, smoothed over the frames it was hit
         bool echo = false;
         bool echoWait = false;
         int echoRun = 0, clearRun = 0;
@@ -159,6 +162,8 @@ private:
     int _Band(float velocityMps) const;
     unsigned int _PlaceBands(const Detection* points, int count, float x, float y) const;
     EchoVerdict _EchoOf(const Track& track) const;
+    void _LearnWalls();
+    WallTrack _WallTrack(const Track& track) const;
     void _JudgeEcho(Track* track);
     bool _MixOfTwo(const Detection& centre, float speed) const;
     Track* _Stalled(const Track& candidate);
@@ -169,6 +174,7 @@ private:
     TrackerConfig m_config;
     ShareConfig m_share;
     EchoConfig m_echo;
+    std::unique_ptr<WallMap> m_walls;
     std::vector<Track> m_tracks;
     std::vector<int> m_owner;  // per point: the track it joined, or -1
     std::vector<int> m_order;  // scratch: unclaimed points, strongest first
@@ -178,6 +184,7 @@ private:
     int m_trailColumns = 0, m_trailRows = 0;
     int m_frame = 0;
     int m_nextId = 1;
+    int m_serial = 0;
 };
 
 }  // namespace radar_sdk
