@@ -2,8 +2,8 @@
 // counts less, the detector keeps peaks before flanks, only peaks start
 // tracks, two people crossing keep two tracks and their ids, the mix of two
 // people at one range and speed starts no third, a turn is followed, a
-// fan holds no track, and neither a seated person's nor a walker's wall echo
-// holds one.
+// fan or a turntable holds no track, and neither a seated person's nor a
+// walker's wall echo holds one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -176,22 +176,26 @@ TEST(Tracker, TheMixOfTwoPeopleAtOneRangeAndSpeedStartsNoThird) {
 }
 
 // A fan's blade tips fold their Doppler over the whole speed axis in every
-// frame at one place: that place holds no reported track, while a breathing
-// seated person beside it and a walker whose limbs spread its Doppler are
-// kept. narrowFrames: frames in which the fan shows only a body-like
-// cluster first, so that it is taken for a person and must lose that.
-TEST(Tracker, AFanHoldsNoTrackButPeopleBesideItAreKept) {
+// frame at one place, and a turntable's points come closer and go away at
+// once: that place holds no reported track, while a breathing seated person
+// beside it and a walker whose limbs spread its Doppler are kept.
+// narrowFrames: frames in which the fan shows only a body-like cluster
+// first, so that it is taken for a person and must lose that.
+TEST(Tracker, AFanOrATurntableHoldsNoTrackButPeopleBesideItAreKept) {
     struct Case {
         const char* name;
+        bool turntable;
         int narrowFrames;
         bool seated;
         bool walker;
         int people;
     };
     const Case cases[] = {
-        {"fan beside a seated person", 0, true, false, 1},
-        {"fan that looked like a person at first", 10, false, false, 0},
-        {"walker past a fan", 0, false, true, 1},
+        {"fan beside a seated person", false, 0, true, false, 1},
+        {"fan that looked like a person at first", false, 10, false, false, 0},
+        {"walker past a fan", false, 0, false, true, 1},
+        {"turntable beside a seated person", true, 0, true, false, 1},
+        {"walker past a turntable", true, 0, false, true, 1},
     };
     constexpr float kFanX = 0.9f, kFanY = 1.0f;
     constexpr int kFrames = 80, kSettleFrames = 30;
@@ -205,10 +209,17 @@ TEST(Tracker, AFanHoldsNoTrackButPeopleBesideItAreKept) {
         for (int frame = 0; frame < kFrames; ++frame) {
             std::vector<radar_sdk::Detection> points;
             const int blades = frame < c.narrowFrames ? 2 : 16;
-            for (int k = 0; k < blades; ++k) {
+            for (int k = 0; k < blades && !c.turntable; ++k) {
                 const float v = frame < c.narrowFrames ? 0.5f + 0.1f * k : -3.0f + 0.4f * k;
                 points.push_back(PointAt(kFanX + 0.1f * std::sin(0.7f * (k + frame)),
                                          kFanY + 0.1f * std::cos(1.3f * (k + frame)), v));
+            }
+            for (int k = 0; k < 4 && c.turntable; ++k) {
+                // Four points 0.2 m round its axis at 0.8 turns a second:
+                // 1 m/s along the circle, its radial part sin(angle).
+                const float angle = static_cast<float>(kPi) * (0.5f * k + 0.16f * frame);
+                points.push_back(PointAt(kFanX + 0.2f * std::cos(angle),
+                                         kFanY + 0.2f * std::sin(angle), std::cos(angle)));
             }
             if (c.seated) {
                 radar_sdk::Detection chest = PointAt(-0.8f, 2.6f, 0.0f);

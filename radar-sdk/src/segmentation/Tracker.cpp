@@ -34,8 +34,12 @@ constexpr float kMixSpeedMps = 0.3f;
 // crossing, not one person tracked twice.
 constexpr float kMergeVelocityMps = 0.5f;
 // Bands across the Doppler axis for telling a mover's spread from a
-// walker's limbs.
+// walker's limbs: a fan's is judged in kBands, each two fine bands wide.
 constexpr int kBands = 8;
+constexpr int kFineBands = 2 * kBands;
+// Fine bands on each side of zero left out when asking whether a place
+// approaches and recedes at once: speeds above 0.39 m/s either way.
+constexpr int kStillFineBands = 1;
 // Cells of the trail map, metres.
 constexpr float kTrailCellM = 0.25f;
 constexpr int kNeverPassed = -1000000;
@@ -156,8 +160,8 @@ bool Tracker::_OnTrail(float x, float y) const {
 
 int Tracker::_Band(float velocityMps) const {
     const int band = static_cast<int>(std::floor((velocityMps + m_config.foldSpeedMps) /
-                                                 (2.0f * m_config.foldSpeedMps) * kBands));
-    return std::max(0, std::min(kBands - 1, band));
+                                                 (2.0f * m_config.foldSpeedMps) * kFineBands));
+    return std::max(0, std::min(kFineBands - 1, band));
 }
 
 unsigned int Tracker::_PlaceBands(const Detection* points, int count, float x, float y) const {
@@ -178,11 +182,20 @@ unsigned int Tracker::_PlaceBands(const Detection* points, int count, float x, f
 void Tracker::_Settle(Track* track) {
     // A fan's blade tips are far faster than the chirps can tell apart: their
     // Doppler folds over the whole axis, out to both ends, in every frame. A
-    // walker's limbs spread it too, but round the body's speed, and a walker
-    // does not stay where it was.
+    // turntable or a mobile turns: some of it comes closer while the rest
+    // goes away, every frame. A walker's limbs spread the Doppler too, but
+    // round the body's speed and on one side of it, and a walker does not
+    // stay where it was; a still person's Doppler stays near zero.
+    unsigned int coarse = 0u;
+    for (int band = 0; band < kBands; ++band) {
+        coarse |= ((track->bands >> (2 * band)) & 3u) != 0u ? 1u << band : 0u;
+    }
     const unsigned int ends = 1u | (1u << (kBands - 1));
+    const unsigned int approaching = (1u << (kFineBands / 2 - kStillFineBands)) - 1u;
+    const unsigned int receding = approaching << (kFineBands / 2 + kStillFineBands);
     const bool wide =
-        CountBits(track->bands, kBands) >= m_config.wideBands && (track->bands & ends) == ends;
+        (CountBits(coarse, kBands) >= m_config.wideBands && (coarse & ends) == ends) ||
+        ((track->bands & approaching) != 0u && (track->bands & receding) != 0u);
     const float dx = track->filter.X() - track->anchorX;
     const float dy = track->filter.Y() - track->anchorY;
     if (track->settled == 0 || dx * dx + dy * dy > m_config.travelM * m_config.travelM) {

@@ -28,9 +28,11 @@
 // its walker and coasted to a stop hands its id to the young walker's track
 // that started next to it. A mover that is not a person (a fan, whose blade
 // tips fold their Doppler over the whole speed axis in every frame, at one
-// place) is never confirmed: a candidate whose place (every Doppler point
-// within a gate of it: a fan's Doppler is split among several candidates by
-// speed at first) fills most of the speed axis, out to both folded ends, in
+// place) is never confirmed, nor is one that turns (a turntable, a mobile:
+// part of it comes closer while the rest goes away): a candidate whose place
+// (every Doppler point within a gate of it: a fan's Doppler is split among
+// several candidates by speed at first) fills most of the speed axis, out to
+// both folded ends, or holds speeds well away from zero on both sides, in
 // most of its frames since it last travelled is a mover. It is never
 // reported, takes the points of its place by distance alone (they come at
 // every speed), and is not ended by a person passing it, so that the fan's
@@ -129,9 +131,10 @@ private:
         int overlap = 0;
         int age = 0;              // frames since the start
         unsigned int recent = 0;  // hit (1) or missed (0) in the last frames, newest lowest
-        // Doppler bands this frame's moving points fell in, and per frame
-        // since the track settled at (anchorX, anchorY) whether they filled
-        // the speed axis (newest lowest).
+        // Doppler bands (fine ones) this frame's moving points fell in, and
+        // per frame since the track settled at (anchorX, anchorY) whether
+        // they filled the speed axis or came and went at once (newest
+        // lowest).
         unsigned int bands = 0;
         unsigned int wide = 0;
         int settled = 0;  // frames since the track last travelled
