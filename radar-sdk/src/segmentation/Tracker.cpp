@@ -193,9 +193,8 @@ void Tracker::_Settle(Track* track) {
     const unsigned int ends = 1u | (1u << (kBands - 1));
     const unsigned int approaching = (1u << (kFineBands / 2 - kStillFineBands)) - 1u;
     const unsigned int receding = approaching << (kFineBands / 2 + kStillFineBands);
-    const bool wide =
-        (CountBits(coarse, kBands) >= m_config.wideBands && (coarse & ends) == ends) ||
-        ((track->bands & approaching) != 0u && (track->bands & receding) != 0u);
+    const bool wide = CountBits(coarse, kBands) >= m_config.wideBands && (coarse & ends) == ends;
+    const bool turning = (track->bands & approaching) != 0u && (track->bands & receding) != 0u;
     const float dx = track->filter.X() - track->anchorX;
     const float dy = track->filter.Y() - track->anchorY;
     if (track->settled == 0 || dx * dx + dy * dy > m_config.travelM * m_config.travelM) {
@@ -203,20 +202,27 @@ void Tracker::_Settle(Track* track) {
         track->anchorY = track->filter.Y();
         track->settled = 0;
         track->wide = 0u;
+        track->turning = 0u;
     }
     track->wide = (track->wide << 1) | (wide ? 1u : 0u);
+    track->turning = (track->turning << 1) | (turning ? 1u : 0u);
     track->settled = std::min(track->settled + 1, m_config.recentFrames);
 }
 
 bool Tracker::_Mover(const Track& track) const {
     const int wide = CountBits(track.wide, track.settled);
+    const int turning = CountBits(track.turning, track.settled);
     // A candidate whose Doppler filled the axis in most of its frames is a
     // mover from the start; a person's track must do so for seconds in
-    // one place before it is taken for one.
+    // one place before it is taken for one. Coming and going at once is
+    // what a walker crossing the line of sight does too (his limbs either
+    // side of no radial speed) until he has gone far enough to show that
+    // he travels: that takes seconds in one place for a candidate as well.
+    const bool settled = track.settled >= m_config.recentFrames;
     if (!track.confirmed) {
-        return 2 * wide > track.settled;
+        return 2 * wide > track.settled || (settled && 2 * turning > track.settled);
     }
-    return track.settled >= m_config.recentFrames && wide >= m_config.moverFrames;
+    return settled && (wide >= m_config.moverFrames || turning >= m_config.moverFrames);
 }
 
 int Tracker::_BestTrack(const Detection& point, float* share) const {

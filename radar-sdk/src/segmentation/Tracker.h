@@ -133,10 +133,11 @@ private:
         unsigned int recent = 0;  // hit (1) or missed (0) in the last frames, newest lowest
         // Doppler bands (fine ones) this frame's moving points fell in, and
         // per frame since the track settled at (anchorX, anchorY) whether
-        // they filled the speed axis or came and went at once (newest
-        // lowest).
+        // they filled the speed axis (wide) or came and went at once
+        // (turning), newest lowest.
         unsigned int bands = 0;
         unsigned int wide = 0;
+        unsigned int turning = 0;
         int settled = 0;  // frames since the track last travelled
         float anchorX = 0.0f, anchorY = 0.0f;
         // Its slow-time power lately, and whether it is held as a nearer
