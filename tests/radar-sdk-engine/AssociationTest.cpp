@@ -313,18 +313,21 @@ TEST(Tracker, ASeatedPersonsWallEchoHoldsNoTrackButAPersonBehindIsKept) {
 // his range and his mirror image's, heard at the phase of both directions
 // together, walks in step with him. Once the room has shown that wall it
 // holds no reported track; a second person walking a path of his own (so
-// never in step) is kept all along.
-TEST(Tracker, AWalkersWallEchoHoldsNoTrackButASecondWalkerIsKept) {
+// never in step) and a person seated behind the walker's path, whom he
+// passes again and again, are kept all along.
+TEST(Tracker, AWalkersWallEchoHoldsNoTrackButOthersAreKept) {
     struct Case {
         const char* name;
         bool echo;
         bool second;
+        bool seated;
         int people;
     };
     const Case cases[] = {
-        {"walker beside a wall", true, false, 1},
-        {"walker beside a wall, a second walker", true, true, 2},
-        {"two walkers, no wall", false, true, 2},
+        {"walker beside a wall", true, false, false, 1},
+        {"walker beside a wall, a second walker", true, true, false, 2},
+        {"two walkers, no wall", false, true, false, 2},
+        {"walker beside a wall, passing a seated person", true, false, true, 2},
     };
     constexpr float kWallX = 2.2f, kWalkY = 1.8f;
     constexpr int kFrames = 160, kSettleFrames = 40;
@@ -375,6 +378,13 @@ TEST(Tracker, AWalkersWallEchoHoldsNoTrackButASecondWalkerIsKept) {
                 const float y = along < 1.5f ? 4.0f - along : 1.0f + along;
                 const float speed = along < 1.5f ? -0.5f : 0.5f;
                 addWalker(&points, -1.2f, y, y * speed / std::hypot(1.2f, y), 0.6f);
+            }
+            if (c.seated) {
+                radar_sdk::Detection chest =
+                    PointAt(0.3f, 3.0f, 0.0f,
+                            0.4f + 0.3f * static_cast<float>(std::sin(2.0 * kPi * 0.025 * frame)));
+                chest.still = true;
+                points.push_back(chest);
             }
             tracker->Execute(points.data(), static_cast<int>(points.size()), 0.1f);
             const int count = tracker->Report(reports, 4);
