@@ -44,14 +44,15 @@ KaeBusClient::~KaeBusClient() {
 }
 
 std::pair<int, std::string> KaeBusClient::RequestSync(int type, const std::string& subject,
-                                                      int timeoutMs) {
+                                                      int timeoutMs, const std::string& input) {
     if (m_connection == nullptr) {
         return {99, m_error};
     }
     GError* error = nullptr;
     GVariant* reply = g_dbus_connection_call_sync(
         m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, "RequestSync",
-        g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(), ""),
+        g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(),
+                      input.c_str()),
         G_VARIANT_TYPE("(is)"), G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &error);
     if (reply == nullptr) {
         std::string message = error->message;

@@ -30,7 +30,7 @@ public:
     // (result, output) of RequestSync; result 99 with the error's text when
     // the call failed.
     std::pair<int, std::string> RequestSync(int type, const std::string& subject,
-                                            int timeoutMs = 10000);
+                                            int timeoutMs = 10000, const std::string& input = "");
     bool NameHasOwner(const char* name);
 
     // \context Thread-safe.
