@@ -1,19 +1,21 @@
 #!/usr/bin/env bash
 # Subscribers that stop reading, measured. The sensing front
-# (build/bin/pipeline_service, the radar streaming the default TV's scene)
-# runs on a private bus with one healthy subscriber and N subscribers that
-# are stopped (SIGSTOP) after their first result; one presence read is made
-# every second. Prints, per second: the results the healthy subscriber got,
+# (build/bin/pipeline_service, the radar streaming the default TV's scene),
+# or with --full the whole kae-service (clock 20 times as fast, so segment
+# mode comes after 15 s), runs on a private bus with one healthy subscriber
+# and N subscribers that are stopped (SIGSTOP) after their first result; one
+# presence read is made every second. Prints, per second: the results the healthy subscriber got,
 # the read's round trip (or its failure), the service's private memory and
 # the bus daemon's resident memory; then what the service logged of the
 # stuck subscribers.
 #
-# usage: bench/stuck-subscribers.sh [--stuck N] [--seconds S] [--limit BYTES]
+# usage: bench/stuck-subscribers.sh [--stuck N] [--seconds S] [--limit BYTES] [--full]
 #   --stuck N      subscribers that stop reading (default 3)
 #   --seconds S    how long to measure once they have stopped (default 40)
 #   --limit BYTES  the bus's max_incoming_bytes and max_outgoing_bytes per
 #                  connection (default: the system bus's own, 127 MB); a
 #                  small one (65536) shows in seconds what a backlog does
+#   --full         the whole service instead of the sensing front
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
@@ -21,18 +23,20 @@ cd "$top"
 stuck=3
 seconds=40
 limit=""
+service=pipeline_service
 while [ $# -gt 0 ]; do
     case $1 in
         --stuck) stuck=${2:?--stuck needs a number}; shift 2 ;;
         --seconds) seconds=${2:?--seconds needs a number}; shift 2 ;;
         --limit) limit=${2:?--limit needs bytes}; shift 2 ;;
+        --full) service=kae-service; shift ;;
         -h|--help) sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'; exit 0 ;;
         *) echo "unknown option $1 (see --help)" >&2; exit 2 ;;
     esac
 done
 
 bin=$top/build/bin
-for tool in pipeline_service kae-test-console tessivo-platform; do
+for tool in "$service" kae-test-console tessivo-platform; do
     if [ ! -x "$bin/$tool" ]; then
         echo "$bin/$tool missing: cmake --preset default && cmake --build build" >&2
         exit 1
@@ -64,11 +68,12 @@ DBUS_SYSTEM_BUS_ADDRESS=$(scripts/private-bus.sh "$work/bus" "$extra")
 export DBUS_SYSTEM_BUS_ADDRESS
 export TESSIVO_PLATFORM_DIR=$work/tv
 export TESSIVO_LOG_LEVEL=info
+export TESSIVO_TIME_SCALE=20
 "$bin/tessivo-platform" init >/dev/null
 
-"$bin/pipeline_service" 2>"$work/service.log" &
-service=$!
-pids+=("$service")
+"$bin/$service" 2>"$work/service.log" &
+service_pid=$!
+pids+=("$service_pid")
 for _ in $(seq 100); do
     grep -q "OnNameAcquired" "$work/service.log" && break
     sleep 0.05
@@ -82,7 +87,7 @@ for i in $(seq "$stuck"); do
     stuck_pids+=($!)
 done
 for i in $(seq "$stuck"); do
-    for _ in $(seq 200); do
+    for _ in $(seq 600); do
         [ -s "$work/stuck$i.out" ] && break
         sleep 0.05
     done
@@ -96,7 +101,7 @@ rss_kb() {
     awk '/^VmRSS:/ {print $2}' "/proc/$1/status"
 }
 
-echo "stuck subscribers: $stuck, bus limit per connection: ${limit:-default}"
+echo "$service, stuck subscribers: $stuck, bus limit per connection: ${limit:-default}"
 echo "second results read_ms service_private_kB daemon_rss_kB"
 bus_pid=$(cat "$work/bus/pid")
 previous=$(wc -l <"$work/healthy.out")
@@ -115,7 +120,7 @@ for second in $(seq "$seconds"); do
         sleep "$(printf '0.%09d' $(( next - now )))"
     fi
     current=$(wc -l <"$work/healthy.out")
-    echo "$second $(( current - previous )) $read_ms $(private_kb "$service") $(rss_kb "$bus_pid")"
+    echo "$second $(( current - previous )) $read_ms $(private_kb "$service_pid") $(rss_kb "$bus_pid")"
     previous=$current
 done
 echo "--- the service on the stuck subscribers:"
