@@ -13,7 +13,10 @@
 // connections live in this process and share GDBus's one worker thread with
 // the service's own connection, so with 50 subscribers the sending and the
 // receiving side compete for that thread; separate client processes would
-// spread the receiving side out.
+// spread the receiving side out. Between frames the benchmark waits, untimed,
+// until every subscriber has confirmed reading what it was sent: the
+// service holds results back from a subscriber that has not, and the
+// radar's frames, ten a second, leave it that time.
 //
 // BM_PresenceReadRoundTrip: one synchronous "KAE/GET/PRESENCE/" read by a
 // client: daemon, the service's main loop, the dispatcher's queue and thread,
@@ -165,6 +168,17 @@ public:
         return m_frames.data() + static_cast<size_t>(i % kFrames) * radar::kFrameBytes;
     }
     SignalCounter& Counter() { return m_counter; }
+    // Waits until the subscribers have confirmed every result sent.
+    bool WaitUntilConfirmed(int timeoutMs) {
+        Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+        while (m_dispatcher->GetBytesInFlight() != 0) {
+            if (Clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+        return true;
+    }
     ActivitySegment* Pipeline() { return m_pipeline; }
     KaeBusClient& Reader() { return *m_reader; }
 
@@ -368,6 +382,9 @@ private:
 // signal.
 bool RunFrame(DispatchFixture* fixture, int64_t frame, int subscribers, double* latency) {
     SignalCounter& counter = fixture->Counter();
+    if (!fixture->WaitUntilConfirmed(kSignalTimeoutMs)) {
+        return false;
+    }
     int64_t target = counter.Count() + subscribers;
     // The callback's parameter is not const; it only reads the slice.
     auto* bytes = const_cast<uint8_t*>(fixture->Frame(frame));

@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
 # Starts a private bus configured like the system bus, with tessivo's policy
 # file, on a socket in DIR. Prints the bus address; DIR/pid holds the
-# daemon's pid (kill it to stop the bus).
-# usage: scripts/private-bus.sh DIR
+# daemon's pid (kill it to stop the bus). EXTRA is added to the bus's
+# configuration, for instance '<limit name="max_outgoing_bytes">65536</limit>'.
+# usage: scripts/private-bus.sh DIR [EXTRA]
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
-dir=${1:?usage: private-bus.sh DIR}
+dir=${1:?usage: private-bus.sh DIR [EXTRA]}
+extra=${2:-}
 mkdir -p "$dir"
 chmod 755 "$dir"
 sed -e "s|@SOCKET@|$dir/system_bus_socket|" \
     -e "s|@POLICY@|$top/dbus/com.norvale.tv.tessivo.conf|" \
+    -e "s|</busconfig>|$extra</busconfig>|" \
     "$top/dbus/private-system-bus.conf.in" > "$dir/system-bus.conf"
 setsid dbus-daemon --config-file="$dir/system-bus.conf" --nofork \
     --print-address=1 > "$dir/address" 2> "$dir/dbus-daemon.log" < /dev/null &

@@ -24,23 +24,35 @@ public:
     // thread-default main context of the caller. False for a null
     // connection. \context Main loop thread.
     bool Watch(GDBusConnection* connection);
+    // Asks the bus whether uniqueName is still on it, and reports it as
+    // vanished when it is not. A client may leave before the watch's rule
+    // reached the bus (its first call, sent without waiting for the answer):
+    // its departure is then never announced, and only this question sees it.
+    // Asked after Watch, the answer covers every moment the rule does not.
+    // False when not watching. \context Main loop thread.
+    bool CheckPresent(const char* uniqueName);
     // Ends the subscription; no callback reaches the owner once it returns,
-    // even one the bus had already queued. \context Main thread.
+    // even one the bus had already queued or a question still on its way.
+    // \context Main thread.
     void Stop();
     // \context Main thread.
     bool IsWatching() const { return m_subscriptionId != 0; }
 
 private:
     // Shared with GDBus for the lifetime of the subscription, which can
-    // outlive the watch by a main-loop turn.
+    // outlive the watch by a main-loop turn, and with each question on its
+    // way; the last of them frees it.
     struct Link {
         GMutex mutex;
         CBusNameWatch* owner;  // null once the watch stopped
+        gatomicrefcount refs;
     };
+    struct Question;
 
     static void _OnNameOwnerChanged(GDBusConnection* connection, const gchar* sender,
                                     const gchar* objectPath, const gchar* interfaceName,
                                     const gchar* signalName, GVariant* parameters, gpointer user);
+    static void _OnPresenceAnswer(GObject* source, GAsyncResult* result, gpointer user);
     static void _FreeLink(gpointer user);
 
     VanishedCb m_callback;

@@ -8,6 +8,7 @@
 
 #include "ActivitySegment.h"
 #include "ContextAutoLock.h"
+#include "ContextClock.h"
 #include "ContextLog.h"
 #include "ContextString.h"
 #include "IServer.h"
@@ -25,6 +26,11 @@ const int kResultNoSubscription = -5;
 // Event ids from 10 up carry the pipeline's published results.
 const int kFirstPublishEvent = 10;
 
+// What a "Response" signal costs in the bus daemon's queue beyond its two
+// texts: the header (path, interface, member, sender, destination) and the
+// body's framing, rounded up.
+const size_t kSignalOverheadBytes = 192;
+
 const char* PrintableWord(const char* word) {
     return word != nullptr ? word : "(null)";
 }
@@ -34,7 +40,11 @@ const char* PrintableWord(const char* word) {
 GMutex CDispatcher::s_subscribeMutex;
 
 CDispatcher::CDispatcher()
-    : m_pActivitySegment(nullptr), m_pServer(nullptr), m_busNameWatch(_OnClientVanished, this) {
+    : m_pActivitySegment(nullptr),
+      m_pServer(nullptr),
+      m_busNameWatch(_OnClientVanished, this),
+      m_deliveryProbe(_OnDeliveryProbed, this),
+      m_probesRefused(false) {
     g_mutex_init(&m_segmentMutex);
     g_mutex_init(&m_serverMutex);
     m_mapCommand[REQUEST_READ] = "read";
@@ -48,6 +58,7 @@ CDispatcher::CDispatcher()
 CDispatcher::~CDispatcher() {
     KAE_LOGI("~~Dispatcher Close ..");
     m_busNameWatch.Stop();
+    m_deliveryProbe.Stop();
     m_pServer = nullptr;
     m_mapCommand.clear();
     // Work still queued when the thread never ran (or was not stopped) is
@@ -74,8 +85,10 @@ bool CDispatcher::Start(IServer* server) {
 }
 
 bool CDispatcher::Stop() {
-    // No client departure may reach the list while it is torn down.
+    // No client departure or probe answer may reach the list while it is
+    // torn down; what is still queued goes out unpaced.
     m_busNameWatch.Stop();
+    m_deliveryProbe.Stop();
     bool stopped = ContextEventThread::Stop();
     __RemoveAllSubscribe();
     return stopped;
@@ -115,14 +128,20 @@ void CDispatcher::OnMethodCallSync(const char* sender, GVariant* parameters,
     const gchar* subject = nullptr;
     const gchar* input = nullptr;
     g_variant_get(parameters, "(iii&s&s)", &pid, &type, &reqId, &subject, &input);
+    if (__RefuseOversized(sender, "RequestSync", subject, strlen(input), invocation)) {
+        return;
+    }
     KAE_LOGE("sender %s, pid: %d, type: %s, reqId: %d, subject: %s",
              sender != nullptr ? sender : "(null)", pid, __CommandWord(type), reqId,
              ContextString::ForLog(subject).c_str());
 
     if (invocation != nullptr) {
         // Calls come over the service's own connection: watch it, once for
-        // every client, for clients that leave without unsubscribing.
-        m_busNameWatch.Watch(g_dbus_method_invocation_get_connection(invocation));
+        // every client, for clients that leave without unsubscribing, and
+        // listen on it for the answers of the clients that results go to.
+        GDBusConnection* connection = g_dbus_method_invocation_get_connection(invocation);
+        m_busNameWatch.Watch(connection);
+        m_deliveryProbe.Attach(connection);
     }
 
     CRequester* requester =
@@ -167,6 +186,9 @@ void CDispatcher::OnMethodWriteAsync(const char* sender, GVariant* parameters,
         const gchar* subject = nullptr;
         gint32 input = 0;
         g_variant_get(parameters, "(iii&si)", &pid, &type, &reqId, &subject, &input);
+        if (__RefuseOversized(sender, "Write", subject, 0, invocation)) {
+            return;
+        }
         KAE_LOGE("pid: %d, type: %s, reqId: %d, subject: %s, input: %d", pid, __CommandWord(type),
                  reqId, ContextString::ForLog(subject).c_str(), input);
     } else {
@@ -177,6 +199,23 @@ void CDispatcher::OnMethodWriteAsync(const char* sender, GVariant* parameters,
     if (invocation != nullptr) {
         g_object_unref(invocation);
     }
+}
+
+bool CDispatcher::__RefuseOversized(const char* sender, const char* method, const char* subject,
+                                    size_t inputBytes, GDBusMethodInvocation* invocation) {
+    const size_t subjectBytes = strlen(subject);
+    if (subjectBytes <= kMaxArgumentBytes && inputBytes <= kMaxArgumentBytes) {
+        return false;
+    }
+    KAE_LOGE("%s of %s refused: subject of %zu bytes, input of %zu bytes (at most %zu each)",
+             method, sender != nullptr ? sender : "(null)", subjectBytes, inputBytes,
+             kMaxArgumentBytes);
+    if (invocation != nullptr) {
+        g_dbus_method_invocation_return_error(invocation, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS,
+                                              "subject and input hold at most %zu bytes each",
+                                              kMaxArgumentBytes);
+    }
+    return true;
 }
 
 void CDispatcher::OnEvent(int id, void* data) {
@@ -230,8 +269,17 @@ bool CDispatcher::__Publish(const char* subject, int result, const char* data) {
         KAE_LOGE("server function is null");
         return false;
     }
+    // Pacing needs the clients' answers, which come over the bus connection
+    // that their calls came in on; a dispatcher driven without one sends
+    // every result.
+    const bool paced = m_deliveryProbe.IsAttached();
+    const int64_t nowUs = ContextClock::RealMonotonicUs();
+    const size_t bytes = (data != nullptr ? strlen(data) : 0) +
+                         (subject != nullptr ? strlen(subject) : 0) + kSignalOverheadBytes;
+    std::vector<std::string> toProbe;
     {
         ContextAutoLock lock(&s_subscribeMutex);
+        std::vector<std::pair<std::string, int64_t>> stuck;
         auto it = m_listSubscribe.begin();
         while (it != m_listSubscribe.end()) {
             CRequester* requester = *it;
@@ -239,9 +287,32 @@ bool CDispatcher::__Publish(const char* subject, int result, const char* data) {
                 ++it;
                 continue;
             }
+            const std::string& sender = requester->GetSender();
+            if (paced) {
+                int64_t waitedUs = 0;
+                CDeliveryControl::VERDICT_TYPE verdict =
+                    m_delivery.Admit(sender, bytes, nowUs, &waitedUs);
+                if (verdict == CDeliveryControl::VERDICT_STUCK) {
+                    stuck.emplace_back(sender, waitedUs);
+                    ++it;
+                    continue;
+                }
+                // A client held back is asked again if its last probe could
+                // not be sent.
+                toProbe.push_back(sender);
+                if (verdict == CDeliveryControl::VERDICT_SKIP) {
+                    // The newest result reaches it once it has read the ones
+                    // on their way.
+                    ++it;
+                    continue;
+                }
+            }
             GVariant* parameters =
                 g_variant_new("(iss)", result, subject, data != nullptr ? data : "");
-            if (m_pServer->OnPublish(requester->GetSender().c_str(), parameters)) {
+            if (m_pServer->OnPublish(sender.c_str(), parameters)) {
+                if (paced) {
+                    m_delivery.OnSent(sender, bytes);
+                }
                 ++it;
             } else {
                 KAE_LOGE("no response %d", requester->GetPid());
@@ -249,9 +320,53 @@ bool CDispatcher::__Publish(const char* subject, int result, const char* data) {
                 it = m_listSubscribe.erase(it);
             }
         }
+        for (const auto& client : stuck) {
+            int removed = __DropClient(client.first);
+            if (removed > 0) {
+                KAE_LOGE("client %s read nothing for %lld ms, %d subscription(s) dropped",
+                         client.first.c_str(), static_cast<long long>(client.second / 1000),
+                         removed);
+            }
+        }
     }
+    __ProbeClients(toProbe, nowUs);
     free(const_cast<char*>(data));
     return true;
+}
+
+void CDispatcher::__ProbeClients(const std::vector<std::string>& clients, int64_t nowUs) {
+    for (const std::string& client : clients) {
+        uint64_t id = m_delivery.BeginProbe(client, nowUs);
+        if (id != 0 && !m_deliveryProbe.Ping(client.c_str(), id)) {
+            m_delivery.OnProbeLost(client, id);
+        }
+    }
+}
+
+void CDispatcher::OnDeliveryProbed(const char* client, uint64_t id, int outcome) {
+    if (client == nullptr) {
+        return;
+    }
+    switch (outcome) {
+        case CDeliveryProbe::PROBE_ANSWERED:
+            m_delivery.OnProbeAnswered(client, id);
+            break;
+        case CDeliveryProbe::PROBE_REFUSED:
+            // A bus whose policy lacks the service's probe: nothing can be
+            // learnt, so nobody is held back or dropped for it.
+            if (!m_probesRefused.exchange(true)) {
+                KAE_LOGE("the bus refuses probes of clients: results go out unpaced");
+            }
+            m_delivery.OnProbeAnswered(client, id);
+            break;
+        default:
+            m_delivery.OnProbeLost(client, id);
+            break;
+    }
+}
+
+void CDispatcher::_OnDeliveryProbed(const char* client, uint64_t id, int outcome, void* user) {
+    static_cast<CDispatcher*>(user)->OnDeliveryProbed(client, id, outcome);
 }
 
 void CDispatcher::OnResponse(const char* subject, int result, const char* output, void* requester) {
@@ -287,12 +402,42 @@ void CDispatcher::__InsertSubscribe(CRequester* requester) {
         delete requester;
         return;
     }
-    ContextAutoLock lock(&s_subscribeMutex);
-    m_listSubscribe.push_back(requester);
-    if (requester->GetSubject() == KAE_SUBJECT_TRACK_SEGMENT) {
-        __SetTrackSegmentSubscribe(true);
+    const std::string sender = requester->GetSender();
+    {
+        ContextAutoLock lock(&s_subscribeMutex);
+        std::string why;
+        if (!__SubscriptionAllowed(requester, &why)) {
+            KAE_LOGE("subscribe of %s refused: %s", sender.c_str(), why.c_str());
+            requester->ReplyError(G_DBUS_ERROR_LIMITS_EXCEEDED, why.c_str());
+            delete requester;
+            return;
+        }
+        m_listSubscribe.push_back(requester);
+        if (requester->GetSubject() == KAE_SUBJECT_TRACK_SEGMENT) {
+            __SetTrackSegmentSubscribe(true);
+        }
+        requester->Reply(0, kEmptyBody);
     }
-    requester->Reply(0, kEmptyBody);
+    // A client already gone when its call is handled announces nothing any
+    // more; the bus is asked, and the subscription dropped as if it had left
+    // later.
+    m_busNameWatch.CheckPresent(sender.c_str());
+}
+
+bool CDispatcher::__SubscriptionAllowed(const CRequester* requester, std::string* why) const {
+    if (m_listSubscribe.size() >= static_cast<size_t>(kMaxSubscriptions)) {
+        *why = "the service holds at most " + std::to_string(kMaxSubscriptions) + " subscriptions";
+        return false;
+    }
+    const auto own = std::count_if(
+        m_listSubscribe.begin(), m_listSubscribe.end(),
+        [&](const CRequester* entry) { return entry->GetSender() == requester->GetSender(); });
+    if (own >= kMaxSubscriptionsPerClient) {
+        *why = "a client holds at most " + std::to_string(kMaxSubscriptionsPerClient) +
+               " subscriptions";
+        return false;
+    }
+    return true;
 }
 
 CRequester* CDispatcher::__FindSubscribe(CRequester* requester) {
@@ -348,6 +493,15 @@ void CDispatcher::OnClientVanished(const char* sender) {
         return;
     }
     ContextAutoLock lock(&s_subscribeMutex);
+    int removed = __DropClient(sender);
+    // Under the lock, so that no result goes to it after this.
+    m_delivery.Forget(sender);
+    if (removed > 0) {
+        KAE_LOGE("client %s left the bus, %d subscription(s) dropped", sender, removed);
+    }
+}
+
+int CDispatcher::__DropClient(const std::string& sender) {
     int removed = 0;
     bool trackSegmentRemoved = false;
     auto it = m_listSubscribe.begin();
@@ -362,10 +516,6 @@ void CDispatcher::OnClientVanished(const char* sender) {
             ++it;
         }
     }
-    if (removed == 0) {
-        return;
-    }
-    KAE_LOGE("client %s left the bus, %d subscription(s) dropped", sender, removed);
     if (trackSegmentRemoved) {
         // Unlike an unsubscribe, a departure does not cut off the others:
         // publication stops only when nobody is left to receive it.
@@ -377,6 +527,7 @@ void CDispatcher::OnClientVanished(const char* sender) {
             __SetTrackSegmentSubscribe(false);
         }
     }
+    return removed;
 }
 
 void CDispatcher::_OnClientVanished(const char* sender, void* user) {
@@ -386,6 +537,10 @@ void CDispatcher::_OnClientVanished(const char* sender, void* user) {
 int CDispatcher::GetSubscribeCount() {
     ContextAutoLock lock(&s_subscribeMutex);
     return static_cast<int>(m_listSubscribe.size());
+}
+
+size_t CDispatcher::GetBytesInFlight() {
+    return m_delivery.BytesInFlight();
 }
 
 bool CDispatcher::__HasServer() {

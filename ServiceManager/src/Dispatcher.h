@@ -6,11 +6,15 @@
 
 #include <gio/gio.h>
 
+#include <atomic>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "BusNameWatch.h"
 #include "ContextEventThread.h"
+#include "DeliveryControl.h"
+#include "DeliveryProbe.h"
 #include "IDispatcher.h"
 #include "KaeInterface.h"
 
@@ -33,6 +37,13 @@ public:
     static const int kEventRead = 1;
     // Queue priority of reads: ahead of published results (10).
     static const int kReadPriority = 5;
+    // Limits at the bus boundary: longer subjects and inputs are refused
+    // with org.freedesktop.DBus.Error.InvalidArgs, subscriptions beyond
+    // these counts with org.freedesktop.DBus.Error.LimitsExceeded. They keep
+    // what one client can make the service hold small and bounded.
+    static constexpr size_t kMaxArgumentBytes = 4096;
+    static constexpr int kMaxSubscriptionsPerClient = 8;
+    static constexpr int kMaxSubscriptions = 64;
 
     CDispatcher();
     // Does not stop the thread and does not delete the subscribers (Stop()
@@ -52,8 +63,10 @@ public:
     void OnMethodWriteAsync(const char* sender, GVariant* parameters,
                             GDBusMethodInvocation* invocation) override;
     // Sends data to every subscriber of subject and takes data over (freed
-    // with free); without a server data stays with the caller.
-    // \context Dispatcher thread (any thread is safe).
+    // with free); without a server data stays with the caller. A subscriber
+    // that has not read what it was sent before gets this result only when
+    // little enough is on its way to it (and to all); one that has read
+    // nothing for seconds is dropped. \context Dispatcher thread (any thread is safe).
     void OnPublish(const char* subject, int result, const char* data) override;
     // Completion of an asynchronous request; deletes requester.
     // \context Any thread.
@@ -72,8 +85,15 @@ public:
     // Drops every subscription of a client that left the bus, as a failed
     // signal would. \context Main loop thread.
     void OnClientVanished(const char* sender);
+    // A client answered (or could not be asked) whether it read what it
+    // was sent; outcome is a CDeliveryProbe::PROBE_OUTCOME.
+    // \context Any thread (GDBus's worker thread).
+    void OnDeliveryProbed(const char* client, uint64_t id, int outcome);
     // Number of subscriptions held. \context Thread-safe.
     int GetSubscribeCount();
+    // Bytes of results handed to the bus and not yet confirmed read by
+    // their clients. \context Thread-safe.
+    size_t GetBytesInFlight();
 
 protected:
     void OnEvent(int id, void* data) override;
@@ -82,6 +102,19 @@ private:
     // Word of a request type for log lines; an unknown type gets an empty
     // entry and prints as "(null)".
     const char* __CommandWord(int type) const;
+    // Refuses (with a D-Bus error) and logs a request whose subject or input
+    // is too long; false when it is within the limits.
+    bool __RefuseOversized(const char* sender, const char* method, const char* subject,
+                           size_t inputBytes, GDBusMethodInvocation* invocation);
+    // Whether client may hold one more subscription; under s_subscribeMutex.
+    bool __SubscriptionAllowed(const CRequester* requester, std::string* why) const;
+    // Removes every subscription of sender and clears the pipeline's flag
+    // when no track subscriber is left; returns how many went. Under
+    // s_subscribeMutex.
+    int __DropClient(const std::string& sender);
+    // Probes, after a fan-out, each client that has something on its way
+    // and no probe out.
+    void __ProbeClients(const std::vector<std::string>& clients, int64_t nowUs);
     void __ClientEventHandling(int id, CRequester* requester);
     void __InsertSubscribe(CRequester* requester);
     CRequester* __FindSubscribe(CRequester* requester);
@@ -92,6 +125,7 @@ private:
     // OnPublish; false (data untouched) when there is no server.
     bool __Publish(const char* subject, int result, const char* data);
     static void _OnClientVanished(const char* sender, void* user);
+    static void _OnDeliveryProbed(const char* client, uint64_t id, int outcome, void* user);
 
     std::vector<CRequester*> m_listSubscribe;
     std::map<int, const char*> m_mapCommand;
@@ -101,6 +135,9 @@ private:
     GMutex m_serverMutex;
     IServer* m_pServer;  // guarded by m_serverMutex
     CBusNameWatch m_busNameWatch;
+    CDeliveryControl m_delivery;
+    CDeliveryProbe m_deliveryProbe;
+    std::atomic<bool> m_probesRefused;
 
     static GMutex s_subscribeMutex;
 };

@@ -61,6 +61,15 @@ void CRequester::ReplyNull() {
     __Send(nullptr);
 }
 
+void CRequester::ReplyError(int code, const char* message) {
+    if (m_invocation != nullptr) {
+        // Takes over the invocation's reference. Thread-safe in GDBus.
+        g_dbus_method_invocation_return_error_literal(m_invocation, G_DBUS_ERROR, code,
+                                                      OrEmpty(message));
+        m_invocation = nullptr;
+    }
+}
+
 void CRequester::__Send(GVariant* parameters) {
     CDBusServer* server = CDBusServer::GetInstance();
     if (server != nullptr) {

@@ -40,6 +40,9 @@ public:
     // variant: a GVariant* (a floating one is consumed); null sends ("NULL",).
     void ReplyResponse(int result, const char* subject, void* variant);
     void ReplyNull();
+    // Completes the pending call with a D-Bus error of the G_DBUS_ERROR
+    // domain (code) and a message for the caller.
+    void ReplyError(int code, const char* message);
 
 private:
     void __Send(GVariant* parameters);

@@ -12,6 +12,9 @@ class IClockSource {
 public:
     virtual ~IClockSource() = default;
     virtual int64_t MonotonicUs() = 0;
+    // Monotonic time at its real pace: what TESSIVO_TIME_SCALE speeds up
+    // does not apply. A source without a scale gives its one monotonic time.
+    virtual int64_t RealMonotonicUs() { return MonotonicUs(); }
     virtual int64_t WallTimeUs() = 0;
     // Wall time to the nanosecond where the source has it.
     virtual int64_t WallTimeNs() { return WallTimeUs() * 1000; }
@@ -24,6 +27,9 @@ public:
     static int64_t MonotonicUs();
     // \context Thread-safe.
     static int64_t MonotonicMs() { return MonotonicUs() / 1000; }
+    // Monotonic time never sped up, for deadlines that other processes must
+    // meet (how soon a client reads what it was sent). \context Thread-safe.
+    static int64_t RealMonotonicUs();
     // Seconds since the epoch, as time() gives them. \context Thread-safe.
     static time_t WallTime();
     // \context Thread-safe.

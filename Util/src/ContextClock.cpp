@@ -43,6 +43,7 @@ public:
         }
         return m_originUs + static_cast<int64_t>(static_cast<double>(now - m_originUs) * m_scale);
     }
+    int64_t RealMonotonicUs() override { return ReadUs(CLOCK_MONOTONIC); }
     int64_t WallTimeUs() override { return ReadUs(CLOCK_REALTIME); }
     int64_t WallTimeNs() override {
         timespec ts = {0, 0};
@@ -81,6 +82,10 @@ IClockSource& Source() {
 
 int64_t ContextClock::MonotonicUs() {
     return Source().MonotonicUs();
+}
+
+int64_t ContextClock::RealMonotonicUs() {
+    return Source().RealMonotonicUs();
 }
 
 time_t ContextClock::WallTime() {

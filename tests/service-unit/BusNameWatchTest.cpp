@@ -1,5 +1,6 @@
 // The departure watch on a private bus: a client connection that closes is
-// reported once by its unique name; after Stop nothing is reported.
+// reported once by its unique name, one that was gone before the watch began
+// when the bus is asked about it; after Stop nothing is reported.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -7,7 +8,7 @@
 
 #include "BusNameWatch.h"
 #include "MainContextWait.h"
-#include "TestBus.h"
+#include "ServiceConnectionTest.h"
 
 namespace {
 
@@ -15,45 +16,12 @@ void Record(const char* name, void* user) {
     static_cast<std::vector<std::string>*>(user)->push_back(name);
 }
 
-class BusNameWatchTest : public ::testing::Test {
+class BusNameWatchTest : public ServiceConnectionTest {
 protected:
-    void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(m_bus.Start(&error)) << error;
-        m_service = Connect();
-        ASSERT_NE(m_service, nullptr);
-    }
-    void TearDown() override {
-        if (m_service != nullptr) {
-            g_dbus_connection_close_sync(m_service, nullptr, nullptr);
-            g_object_unref(m_service);
-        }
-    }
-    GDBusConnection* Connect() {
-        return g_dbus_connection_new_for_address_sync(
-            m_bus.Address().c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, nullptr);
-    }
-    // A round trip to the daemon: every signal it sent before is queued.
-    void Sync() {
-        GVariant* reply = g_dbus_connection_call_sync(
-            m_service, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
-        if (reply != nullptr) {
-            g_variant_unref(reply);
-        }
-    }
-    void Close(GDBusConnection* client) {
-        g_dbus_connection_close_sync(client, nullptr, nullptr);
-        g_object_unref(client);
-    }
-
-    TestBus m_bus;
-    GDBusConnection* m_service = nullptr;
     std::vector<std::string> m_gone;
 };
+
+}  // namespace
 
 TEST_F(BusNameWatchTest, ReportsClientsThatLeaveWithOneSubscription) {
     CBusNameWatch watch(Record, &m_gone);
@@ -74,12 +42,33 @@ TEST_F(BusNameWatchTest, ReportsClientsThatLeaveWithOneSubscription) {
     EXPECT_EQ(m_gone, (std::vector<std::string>{secondName, firstName}));
 }
 
+TEST_F(BusNameWatchTest, AClientGoneBeforeTheWatchIsFoundByAskingTheBus) {
+    const std::string earlyName = GoneName();
+    GDBusConnection* present = Connect();
+    ASSERT_NE(present, nullptr);
+    std::string presentName = g_dbus_connection_get_unique_name(present);
+
+    CBusNameWatch watch(Record, &m_gone);
+    EXPECT_FALSE(watch.CheckPresent(earlyName.c_str()));  // not watching: nobody to tell
+    ASSERT_TRUE(watch.Watch(m_service));
+    ASSERT_TRUE(watch.CheckPresent(presentName.c_str()));
+    ASSERT_TRUE(watch.CheckPresent(earlyName.c_str()));
+    ASSERT_TRUE(maincontext::RunUntil([&] { return !m_gone.empty(); }));
+    Sync();
+    maincontext::RunPending();
+    EXPECT_EQ(m_gone, std::vector<std::string>{earlyName});
+    Close(present);
+}
+
 TEST_F(BusNameWatchTest, NothingReachesTheOwnerAfterStop) {
+    const std::string goneName = GoneName();
     CBusNameWatch watch(Record, &m_gone);
     ASSERT_TRUE(watch.Watch(m_service));
     Sync();
     GDBusConnection* client = Connect();
     ASSERT_NE(client, nullptr);
+    // A question still on its way when the watch stops.
+    ASSERT_TRUE(watch.CheckPresent(goneName.c_str()));
     watch.Stop();
     EXPECT_FALSE(watch.IsWatching());
     Close(client);
@@ -88,5 +77,3 @@ TEST_F(BusNameWatchTest, NothingReachesTheOwnerAfterStop) {
     maincontext::RunPending();
     EXPECT_TRUE(m_gone.empty());
 }
-
-}  // namespace

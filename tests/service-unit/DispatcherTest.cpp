@@ -193,6 +193,59 @@ TEST_F(DispatcherTest, ClientLeavingTheBusLosesEverySubscription) {
     ASSERT_TRUE(m_dispatcher.Stop());
 }
 
+TEST_F(DispatcherTest, RequestsBeyondTheLimitsAreRefusedAndNothingIsKept) {
+    const size_t limit = CDispatcher::kMaxArgumentBytes;
+    struct Row {
+        std::string subject;
+        size_t inputBytes;
+        bool kept;
+    };
+    const std::vector<Row> rows = {{std::string(limit, 'a'), 0, true},
+                                   {std::string(limit + 1, 'b'), 0, false},
+                                   {"C/", limit, true},
+                                   {"D/", limit + 1, false},
+                                   {std::string(1 << 20, 'e'), 1 << 20, false}};
+    testing::internal::CaptureStderr();
+    int kept = 0;
+    for (const Row& row : rows) {
+        GVariant* parameters = g_variant_ref_sink(g_variant_new(
+            "(iiiss)", 100, 3, 7, row.subject.c_str(), std::string(row.inputBytes, 'i').c_str()));
+        m_dispatcher.OnMethodCallSync(":1.1", parameters, nullptr);
+        g_variant_unref(parameters);
+        kept += row.kept ? 1 : 0;
+        EXPECT_EQ(m_dispatcher.GetSubscribeCount(), kept) << row.subject.size();
+    }
+    GVariant* write = g_variant_ref_sink(
+        g_variant_new("(iiisi)", 100, 2, 1, std::string(limit + 1, 'w').c_str(), 5));
+    m_dispatcher.OnMethodWriteAsync(":1.1", write, nullptr);
+    g_variant_unref(write);
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("RequestSync of :1.1 refused: subject of 4097 bytes, input of 0 bytes"),
+              std::string::npos);
+    EXPECT_NE(log.find("refused: subject of 2 bytes, input of 4097 bytes"), std::string::npos);
+    EXPECT_NE(log.find("Write of :1.1 refused: subject of 4097 bytes"), std::string::npos);
+    // A refused subject never reaches the log whole.
+    EXPECT_EQ(log.find(std::string(limit + 1, 'b')), std::string::npos);
+
+    // Subscriptions: a few per client, a bounded number in all.
+    for (int i = 0; i <= CDispatcher::kMaxSubscriptionsPerClient; ++i) {
+        Subscribe(":1.2", ("S" + std::to_string(i) + "/").c_str());
+    }
+    EXPECT_EQ(m_dispatcher.GetSubscribeCount(), kept + CDispatcher::kMaxSubscriptionsPerClient);
+    for (int client = 3; m_dispatcher.GetSubscribeCount() < CDispatcher::kMaxSubscriptions;
+         ++client) {
+        Subscribe((":1." + std::to_string(client)).c_str(), kTrack);
+    }
+    Subscribe(":1.999", kTrack);
+    EXPECT_EQ(m_dispatcher.GetSubscribeCount(), CDispatcher::kMaxSubscriptions);
+    // Room again once somebody leaves.
+    m_dispatcher.OnClientVanished(":1.2");
+    Subscribe(":1.999", kTrack);
+    EXPECT_EQ(m_dispatcher.GetSubscribeCount(),
+              CDispatcher::kMaxSubscriptions - CDispatcher::kMaxSubscriptionsPerClient + 1);
+    RunQueued();
+}
+
 // With the real pipeline (on the simulated radar module): its subscription
 // flag and its reads.
 class DispatcherPipelineTest : public DispatcherTest {

@@ -67,6 +67,39 @@ TEST_F(ConsoleTest, WatchSeesHelloOfAServiceThatStartsLaterAndItsBye) {
     EXPECT_EQ(lines[1]["result"].asInt(), 0);
 }
 
+TEST_F(ConsoleTest, WatchPrintsOnlyWhatTheCurrentOwnerOfTheNameSends) {
+    Subprocess& first = StartService();
+    ASSERT_TRUE(WaitUntilServing(first));
+    Subprocess& watch = StartClient({Bin("kae-test-console"), "watch", "--json"});
+    ASSERT_TRUE(watch.WaitForStderr("is on the system bus", kWaitMs)) << watch.Stderr();
+    // Another program of root's (the bus lets root send on the interface)
+    // forges the service's farewell.
+    auto forge = [&] {
+        return Run({"dbus-send", "--system", "--type=signal", "/com/norvale/tv/tessivo",
+                    "com.norvale.tv.tessivo.interface.Response", "int32:0", "string:BYE",
+                    "string:{\"forged\":1}"});
+    };
+    const char kIgnored[] = "ignored a Response signal from";
+    ASSERT_EQ(forge().exitCode, 0);
+    ASSERT_TRUE(watch.WaitForStderr(kIgnored, kWaitMs)) << watch.Stderr();
+
+    // The name changes hands: the old owner's BYE and the new one's HELLO
+    // are heard, a forgery after the change is not.
+    ASSERT_TRUE(first.Signal(SIGTERM));
+    ASSERT_TRUE(first.WaitExit(kWaitMs));
+    Subprocess& second = StartService();
+    ASSERT_TRUE(WaitUntilServing(second));
+    ASSERT_TRUE(watch.WaitForStdout("HELLO", kWaitMs)) << watch.Stderr();
+    ASSERT_EQ(forge().exitCode, 0);
+    EXPECT_TRUE(PollUntil(kWaitMs, [&] { return CountOccurrences(watch.Stderr(), kIgnored) == 2; }))
+        << watch.Stderr();
+    std::vector<Json::Value> lines = JsonLines(watch.Stdout());
+    ASSERT_EQ(lines.size(), 2u) << watch.Stdout();
+    EXPECT_EQ(lines[0]["subject"].asString(), "BYE");
+    EXPECT_FALSE(lines[0]["output"].isMember("forged")) << watch.Stdout();
+    EXPECT_EQ(lines[1]["subject"].asString(), "HELLO");
+}
+
 TEST_F(ConsoleTest, WatchEndsCleanlyOnSigint) {
     Subprocess& service = StartService();
     ASSERT_TRUE(WaitUntilServing(service));

@@ -7,6 +7,7 @@
 
 #include <regex>
 
+#include "KaeBusClient.h"
 #include "ServiceTest.h"
 
 namespace {
@@ -307,4 +308,52 @@ TEST_F(DBusFrontTest, PolicyLetsAnyUserCallTheServiceButNotOwnOtherwise) {
             "nobody");
     EXPECT_NE(props.exitCode, 0);
     EXPECT_NE(props.err.find("AccessDenied"), std::string::npos) << props.err;
+}
+
+TEST_F(DBusFrontTest, PolicyLetsOnlyTheServicesUserSendSignalsOnItsInterface) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root to send as another user";
+    }
+    KaeBusClient receiver(m_bus.Address());
+    ASSERT_TRUE(receiver.HearBroadcasts());
+    // A track result as the service sends it, broadcast or to the receiver.
+    auto send = [&](const std::string& user, bool toReceiver) {
+        std::vector<std::string> argv = {"dbus-send", "--system", "--type=signal"};
+        if (toReceiver) {
+            argv.push_back("--dest=" + receiver.UniqueName());
+        }
+        for (const char* arg :
+             {"/com/norvale/tv/tessivo", "com.norvale.tv.tessivo.interface.Response", "int32:10",
+              "string:KAE/SUBSCRIBE/TRACK_SEGMENT/", "string:{\"result\":[]}"}) {
+            argv.push_back(arg);
+        }
+        return Run(argv, user);
+    };
+    struct Row {
+        std::string user;
+        bool toReceiver;
+        bool delivered;
+    };
+    const std::vector<Row> rows = {{"root", false, true},
+                                   {"root", true, true},
+                                   {"nobody", false, false},
+                                   {"nobody", true, false}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.user + (row.toReceiver ? " to the receiver" : " broadcast"));
+        const int before = receiver.Results();
+        CommandResult sent = send(row.user, row.toReceiver);
+        // The sender of a signal is not told of a refusal.
+        ASSERT_EQ(sent.exitCode, 0) << sent.err;
+        // One that passes, sent after it: once it is in, the first would be.
+        ASSERT_EQ(send("root", true).exitCode, 0);
+        const int expected = before + 1 + (row.delivered ? 1 : 0);
+        ASSERT_TRUE(receiver.WaitForResults(expected, kWaitMs));
+        EXPECT_EQ(receiver.Results(), expected);
+    }
+    // The bus says so for the one addressed to a client.
+    EXPECT_TRUE(PollUntil(kWaitMs, [&] {
+        return std::regex_search(m_bus.Log(),
+                                 std::regex("Rejected send message[^\\n]*uid=65534[^\\n]*"
+                                            "member=\"Response\""));
+    })) << m_bus.Log();
 }

@@ -163,3 +163,59 @@ TEST_F(PipelineTest, ASubscriberKilledWithSigkillIsDropped) {
     PollUntil(1500, [] { return false; });
     EXPECT_EQ(monitor.Stdout().find("member=Response"), std::string::npos) << monitor.Stdout();
 }
+
+TEST_F(PipelineTest, RequestsBeyondTheLimitsGetADBusErrorAndTheServiceGoesOn) {
+    Subprocess& service = StartPipeline();
+    KaeBusClient client(m_bus.Address());
+    const std::string invalidArgs = "org.freedesktop.DBus.Error.InvalidArgs";
+    struct Row {
+        int type;
+        std::string subject;
+        std::string input;
+        std::pair<int, std::string> answerOrError;  // result 99: an error naming that text
+    };
+    const std::vector<Row> rows = {
+        {1, std::string(4096, 's'), "", {-1, "{}"}},
+        {1, std::string(4097, 's'), "", {99, invalidArgs}},
+        {3, kTrackSegment, std::string(4097, 'i'), {99, invalidArgs}},
+        {3, std::string(1 << 20, 's'), std::string(1 << 20, 'i'), {99, invalidArgs}}};
+    for (const Row& row : rows) {
+        std::pair<int, std::string> answer =
+            client.RequestSync(row.type, row.subject, 10000, row.input);
+        EXPECT_EQ(answer.first, row.answerOrError.first) << answer.second;
+        EXPECT_NE(answer.second.find(row.answerOrError.second), std::string::npos) << answer.second;
+    }
+    // "Write" is answered only to refuse a subject that is too long.
+    CommandResult write = CallService("Write", {"1", "2", "1", std::string(5000, 'w'), "5"});
+    EXPECT_NE(write.err.find(invalidArgs), std::string::npos) << write.err;
+
+    // A client holds a few subscriptions, not any number.
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(client.RequestSync(3, "S" + std::to_string(i) + "/").first, 0);
+    }
+    std::pair<int, std::string> ninth = client.RequestSync(3, kTrackSegment);
+    EXPECT_EQ(ninth.first, 99);
+    EXPECT_NE(ninth.second.find("org.freedesktop.DBus.Error.LimitsExceeded"), std::string::npos)
+        << ninth.second;
+    EXPECT_EQ(client.RequestSync(1, "KAE/GET/PRESENCE/"), std::make_pair(0, std::string("-1")));
+    EXPECT_TRUE(service.IsRunning());
+}
+
+TEST_F(PipelineTest, ASubscriberGoneBeforeItsAnswerIsDroppedAsIfItLeftLater) {
+    Subprocess& service = StartPipeline();
+    // The service's first call, a subscription whose sender does not wait
+    // for the answer and is gone before the service reads it.
+    ASSERT_TRUE(service.Signal(SIGSTOP));
+    CommandResult subscribe =
+        Run({"dbus-send", "--system", "--type=method_call", "--dest=com.norvale.tv.tessivo",
+             "/com/norvale/tv/tessivo", "com.norvale.tv.tessivo.interface.RequestSync", "int32:1",
+             "int32:3", "int32:1", std::string("string:") + kTrackSegment, "string:"});
+    ASSERT_TRUE(service.Signal(SIGCONT));
+    ASSERT_EQ(subscribe.exitCode, 0) << subscribe.err;
+    EXPECT_TRUE(service.WaitForStderr("left the bus, 1 subscription(s) dropped", kWaitMs))
+        << service.Stderr();
+    // Nobody is left, so nothing is sent any more.
+    Subprocess& monitor = StartMonitor();
+    PollUntil(1500, [] { return false; });
+    EXPECT_EQ(monitor.Stdout().find("member=Response"), std::string::npos) << monitor.Stdout();
+}

@@ -37,6 +37,9 @@ KaeBusClient::KaeBusClient(const std::string& address, ResultHook hook)
 
 KaeBusClient::~KaeBusClient() {
     if (m_connection != nullptr) {
+        if (m_broadcasts != 0) {
+            g_dbus_connection_signal_unsubscribe(m_connection, m_broadcasts);
+        }
         g_dbus_connection_remove_filter(m_connection, m_filter);
         g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
         g_object_unref(m_connection);
@@ -44,14 +47,15 @@ KaeBusClient::~KaeBusClient() {
 }
 
 std::pair<int, std::string> KaeBusClient::RequestSync(int type, const std::string& subject,
-                                                      int timeoutMs) {
+                                                      int timeoutMs, const std::string& input) {
     if (m_connection == nullptr) {
         return {99, m_error};
     }
     GError* error = nullptr;
     GVariant* reply = g_dbus_connection_call_sync(
         m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, "RequestSync",
-        g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(), ""),
+        g_variant_new("(iiiss)", static_cast<int>(getpid()), type, ++m_reqId, subject.c_str(),
+                      input.c_str()),
         G_VARIANT_TYPE("(is)"), G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &error);
     if (reply == nullptr) {
         std::string message = error->message;
@@ -81,6 +85,28 @@ bool KaeBusClient::NameHasOwner(const char* name) {
     g_variant_get(reply, "(b)", &owned);
     g_variant_unref(reply);
     return owned != FALSE;
+}
+
+std::string KaeBusClient::UniqueName() const {
+    const gchar* name =
+        m_connection != nullptr ? g_dbus_connection_get_unique_name(m_connection) : nullptr;
+    return name != nullptr ? name : "";
+}
+
+bool KaeBusClient::HearBroadcasts() {
+    if (m_connection == nullptr || m_broadcasts != 0) {
+        return m_broadcasts != 0;
+    }
+    // The rule is what matters; the filter counts the results before any
+    // subscriber would see them.
+    m_broadcasts = g_dbus_connection_signal_subscribe(
+        m_connection, nullptr, KAE_DBUS_INTERFACE, KAE_DBUS_SIGNAL, nullptr, nullptr,
+        G_DBUS_SIGNAL_FLAGS_NONE,
+        [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant*,
+           gpointer) {},
+        nullptr, nullptr);
+    // A round trip: the rule is in place once the bus has answered.
+    return m_broadcasts != 0 && NameHasOwner("org.freedesktop.DBus");
 }
 
 int KaeBusClient::Results() {

@@ -26,12 +26,17 @@ public:
 
     bool Ok() const { return m_connection != nullptr; }
     const std::string& Error() const { return m_error; }
+    // The connection's unique name on the bus (":1.42").
+    std::string UniqueName() const;
 
     // (result, output) of RequestSync; result 99 with the error's text when
     // the call failed.
     std::pair<int, std::string> RequestSync(int type, const std::string& subject,
-                                            int timeoutMs = 10000);
+                                            int timeoutMs = 10000, const std::string& input = "");
     bool NameHasOwner(const char* name);
+    // Asks the bus for every broadcast "Response" too, from any sender (by
+    // default only those addressed to this client arrive).
+    bool HearBroadcasts();
 
     // \context Thread-safe.
     int Results();
@@ -55,6 +60,7 @@ private:
 
     GDBusConnection* m_connection = nullptr;
     guint m_filter = 0;
+    guint m_broadcasts = 0;
     int m_reqId = 0;
     std::string m_error;
     std::shared_ptr<Counter> m_counter;

@@ -62,7 +62,7 @@ std::vector<Json::Value> JsonLines(const std::string& text) {
 
 void ServiceTest::SetUp() {
     std::string error;
-    ASSERT_TRUE(m_bus.Start(&error)) << error;
+    ASSERT_TRUE(m_bus.Start(&error, ExtraBusConfig())) << error;
     char templ[] = "/tmp/tessivo-tv-XXXXXX";
     ASSERT_NE(mkdtemp(templ), nullptr);
     m_platformDir = templ;

@@ -33,6 +33,9 @@ protected:
 
     void SetUp() override;
     void TearDown() override;
+    // Configuration added to the private bus's (for instance small
+    // per-connection limits); none by default.
+    virtual std::string ExtraBusConfig() const { return ""; }
 
     // The environment every process of the test gets: the bus address and
     // the platform directory.

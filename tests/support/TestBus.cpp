@@ -23,7 +23,7 @@ TestBus::~TestBus() {
     Stop();
 }
 
-bool TestBus::Start(std::string* error) {
+bool TestBus::Start(std::string* error, const std::string& extraConfig) {
     char templ[] = "/tmp/tessivo-bus-XXXXXX";
     if (mkdtemp(templ) == nullptr) {
         *error = "mkdtemp failed";
@@ -43,6 +43,7 @@ bool TestBus::Start(std::string* error) {
     std::string config = ReplaceAll(templateText.str(), "@SOCKET@", m_dir + "/system_bus_socket");
     config = ReplaceAll(config, "@POLICY@",
                         std::string(TESSIVO_SOURCE_DIR) + "/dbus/com.norvale.tv.tessivo.conf");
+    config = ReplaceAll(config, "</busconfig>", extraConfig + "</busconfig>");
     std::string configPath = m_dir + "/system-bus.conf";
     std::ofstream(configPath) << config;
 

@@ -12,11 +12,13 @@ public:
     TestBus() = default;
     ~TestBus();
 
-    // Writes the configuration from dbus/private-system-bus.conf.in and
-    // starts dbus-daemon; false with *error set when it does not come up.
-    bool Start(std::string* error);
+    // Writes the configuration from dbus/private-system-bus.conf.in, with
+    // extraConfig (elements such as <limit>) added at its end, and starts
+    // dbus-daemon; false with *error set when it does not come up.
+    bool Start(std::string* error, const std::string& extraConfig = "");
     void Stop();
     const std::string& Address() const { return m_address; }
+    int Pid() const { return m_daemon.Pid(); }
     // What the daemon printed (shown when a test fails).
     std::string Log() const { return m_daemon.Stderr(); }
 

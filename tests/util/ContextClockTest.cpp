@@ -43,13 +43,18 @@ TEST(ContextClock, SystemClockRunsAtTheConfiguredScaleWhileSleepsStayReal) {
     struct timespec before, after;
     clock_gettime(CLOCK_MONOTONIC, &before);
     int64_t a = ContextClock::MonotonicUs();
+    int64_t realA = ContextClock::RealMonotonicUs();
     ContextClock::SleepUs(20000);
+    int64_t realB = ContextClock::RealMonotonicUs();
     int64_t b = ContextClock::MonotonicUs();
     clock_gettime(CLOCK_MONOTONIC, &after);
     double realUs = (after.tv_sec - before.tv_sec) * 1e6 + (after.tv_nsec - before.tv_nsec) / 1e3;
     EXPECT_GE(realUs, 20000);  // the sleep itself is not scaled
     EXPECT_GE(b - a, 20000 * expected * 0.99);
     EXPECT_LE(b - a, realUs * expected * 1.01 + 1);
+    // The real monotonic time ignores the scale.
+    EXPECT_GE(realB - realA, 20000);
+    EXPECT_LE(realB - realA, realUs + 1);
     EXPECT_NEAR(static_cast<double>(ContextClock::WallTime()), static_cast<double>(time(nullptr)),
                 1.0);
 }

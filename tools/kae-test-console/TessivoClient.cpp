@@ -81,6 +81,9 @@ CTessivoClient::~CTessivoClient() {
     if (m_signalId != 0) {
         g_dbus_connection_signal_unsubscribe(m_connection, m_signalId);
     }
+    if (m_ownerSignalId != 0) {
+        g_dbus_connection_signal_unsubscribe(m_connection, m_ownerSignalId);
+    }
     if (m_watchId != 0) {
         g_bus_unwatch_name(m_watchId);
     }
@@ -214,10 +217,30 @@ bool CTessivoClient::SubscribeResponse(ResponseHandler handler) {
         return false;
     }
     m_responseHandler = std::move(handler);
+    // The rules first, then the question: an owner that changes in between
+    // is announced after the answer, and the announcements are applied in
+    // the order the bus sent them, before any later "Response".
+    m_ownerSignalId = g_dbus_connection_signal_subscribe(
+        m_connection, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+        "/org/freedesktop/DBus", KAE_DBUS_NAME, G_DBUS_SIGNAL_FLAGS_NONE, _OnOwnerChanged, this,
+        nullptr);
+    // From any sender: which one is the owner is decided here, the same way
+    // whatever GLib (older ones pass a signal addressed to this client from
+    // anybody, whatever sender the rule names).
     m_signalId = g_dbus_connection_signal_subscribe(
         m_connection, nullptr, KAE_DBUS_INTERFACE, KAE_DBUS_SIGNAL, KAE_DBUS_PATH, nullptr,
         G_DBUS_SIGNAL_FLAGS_NONE, _OnResponse, this, nullptr);
-    return m_signalId != 0;
+    GVariant* owner = g_dbus_connection_call_sync(
+        m_connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetNameOwner", g_variant_new("(s)", KAE_DBUS_NAME), G_VARIANT_TYPE("(s)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    if (owner != nullptr) {
+        const gchar* name = nullptr;
+        g_variant_get(owner, "(&s)", &name);
+        m_responseOwner = name;
+        g_variant_unref(owner);
+    }
+    return m_signalId != 0 && m_ownerSignalId != 0;
 }
 
 bool CTessivoClient::WatchService(OwnerHandler handler) {
@@ -255,6 +278,12 @@ void CTessivoClient::_OnResponse(GDBusConnection* connection, const gchar* sende
                                  const gchar* path, const gchar* interface, const gchar* signal,
                                  GVariant* parameters, gpointer user) {
     auto* self = static_cast<CTessivoClient*>(user);
+    if (sender == nullptr || self->m_responseOwner != sender) {
+        fprintf(stderr,
+                "kae-test-console: ignored a Response signal from %s, which does not own %s\n",
+                sender != nullptr ? sender : "?", KAE_DBUS_NAME);
+        return;
+    }
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(iss)"))) {
         fprintf(stderr, "kae-test-console: ignored a Response signal of type %s from %s\n",
                 g_variant_get_type_string(parameters), sender != nullptr ? sender : "?");
@@ -267,6 +296,19 @@ void CTessivoClient::_OnResponse(GDBusConnection* connection, const gchar* sende
     if (self->m_responseHandler) {
         self->m_responseHandler(result, subject, output);
     }
+}
+
+void CTessivoClient::_OnOwnerChanged(GDBusConnection* connection, const gchar* sender,
+                                     const gchar* path, const gchar* interface, const gchar* signal,
+                                     GVariant* parameters, gpointer user) {
+    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) {
+        return;
+    }
+    const gchar* name = nullptr;
+    const gchar* oldOwner = nullptr;
+    const gchar* newOwner = nullptr;
+    g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, &newOwner);
+    static_cast<CTessivoClient*>(user)->m_responseOwner = newOwner;
 }
 
 void CTessivoClient::_OnNameAppeared(GDBusConnection* connection, const gchar* name,

@@ -68,9 +68,12 @@ public:
     void CancelRequest();
 
     // Delivers every "Response" signal of the service's interface and object,
-    // broadcast or addressed to this client, from any sender: the "HELLO" of
-    // a service that has just taken its name must not depend on this client
-    // having learnt the new owner first. \context Main thread only.
+    // broadcast or addressed to this client, that comes from the current
+    // owner of the service's name; anything else is a forgery and is only
+    // noted on standard error. The owner is asked once and then followed
+    // from the bus's announcements, which reach this client before anything
+    // a new owner sends, so the "HELLO" of a service that has just taken its
+    // name is heard. \context Main thread only.
     bool SubscribeResponse(ResponseHandler handler);
 
     // Reports the owner of the service's name once when known, then at every
@@ -93,6 +96,9 @@ private:
     static void _OnResponse(GDBusConnection* connection, const gchar* sender, const gchar* path,
                             const gchar* interface, const gchar* signal, GVariant* parameters,
                             gpointer user);
+    static void _OnOwnerChanged(GDBusConnection* connection, const gchar* sender, const gchar* path,
+                                const gchar* interface, const gchar* signal, GVariant* parameters,
+                                gpointer user);
     static void _OnNameAppeared(GDBusConnection* connection, const gchar* name, const gchar* owner,
                                 gpointer user);
     static void _OnNameVanished(GDBusConnection* connection, const gchar* name, gpointer user);
@@ -101,6 +107,10 @@ private:
 
     GDBusConnection* m_connection = nullptr;
     guint m_signalId = 0;
+    guint m_ownerSignalId = 0;
+    // The unique name that "Response" is accepted from; empty when nobody
+    // owns the service's name.
+    std::string m_responseOwner;
     guint m_watchId = 0;
     gulong m_closedId = 0;
     int m_nextReqId = 1;
