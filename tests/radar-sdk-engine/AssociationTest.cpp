@@ -35,6 +35,17 @@ radar_sdk::Detection PointAt(float x, float y, float velocity, float weight = 1.
     return point;
 }
 
+// A walker: the body (a peak) and limbs whose Doppler lies `spread` apart
+// round the body's radial speed.
+void AddWalker(std::vector<radar_sdk::Detection>* points, float x, float y, float radial,
+               float spread, float weight) {
+    for (int limb = -2; limb <= 2; ++limb) {
+        radar_sdk::Detection point = PointAt(x, y, radial + spread * limb, weight);
+        point.peak = limb == 0;
+        points->push_back(point);
+    }
+}
+
 TEST(PointShare, ContestedMixedAndAmbiguousPointsCountLess) {
     const radar_sdk::ShareConfig config;
     const radar_sdk::Detection point = PointAt(0.0f, 2.0f, 0.5f);
@@ -230,12 +241,7 @@ TEST(Tracker, AFanOrATurntableHoldsNoTrackButPeopleBesideItAreKept) {
                 // Across the room at 0.75 m/s, 1.5 m behind the fan; the
                 // limbs spread its Doppler 1 m/s either way.
                 const float x = -3.0f + 0.075f * frame, y = 2.5f;
-                const float radial = x / std::hypot(x, y);
-                for (int limb = -2; limb <= 2; ++limb) {
-                    radar_sdk::Detection point = PointAt(x, y, radial + 0.5f * limb, 0.3f);
-                    point.peak = limb == 0;
-                    points.push_back(point);
-                }
+                AddWalker(&points, x, y, x / std::hypot(x, y), 0.5f, 0.3f);
             }
             tracker->Execute(points.data(), static_cast<int>(points.size()), 0.1f);
             count = tracker->Report(reports, 4);
@@ -336,14 +342,6 @@ TEST(Tracker, AWalkersWallEchoHoldsNoTrackButOthersAreKept) {
         const float along = std::fmod(0.08f * frame, 5.0f);
         return along < 2.5f ? -1.5f + along : 3.5f - along;
     };
-    auto addWalker = [](std::vector<radar_sdk::Detection>* points, float x, float y, float radial,
-                        float weight) {
-        for (int limb = -2; limb <= 2; ++limb) {
-            radar_sdk::Detection point = PointAt(x, y, radial + 0.3f * limb, weight);
-            point.peak = limb == 0;
-            points->push_back(point);
-        }
-    };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::string error;
@@ -357,7 +355,7 @@ TEST(Tracker, AWalkersWallEchoHoldsNoTrackButOthersAreKept) {
             const float x = walkerX(frame);
             const float range = std::hypot(x, kWalkY);
             const float radial = x * (walkerX(frame + 1) - x) / 0.1f / range;
-            addWalker(&points, x, kWalkY, radial, 1.0f);
+            AddWalker(&points, x, kWalkY, radial, 0.3f, 1.0f);
             if (c.echo) {
                 const float imageX = 2.0f * kWallX - x;
                 const float image = std::hypot(imageX, kWalkY);
@@ -369,15 +367,15 @@ TEST(Tracker, AWalkersWallEchoHoldsNoTrackButOthersAreKept) {
                 const float echoRadial = frame == 0 ? 0.0f : (echoRange - lastEchoRange) / 0.1f;
                 lastEchoRange = echoRange;
                 const float scale = range / echoRange;
-                addWalker(&points, echoRange * std::sin(angle), echoRange * std::cos(angle),
-                          echoRadial, 0.3f * scale * scale * scale * scale);
+                AddWalker(&points, echoRange * std::sin(angle), echoRange * std::cos(angle),
+                          echoRadial, 0.3f, 0.3f * scale * scale * scale * scale);
             }
             if (c.second) {
                 // Towards the screen and back on the other side, at 0.5 m/s.
                 const float along = std::fmod(0.05f * frame, 3.0f);
                 const float y = along < 1.5f ? 4.0f - along : 1.0f + along;
                 const float speed = along < 1.5f ? -0.5f : 0.5f;
-                addWalker(&points, -1.2f, y, y * speed / std::hypot(1.2f, y), 0.6f);
+                AddWalker(&points, -1.2f, y, y * speed / std::hypot(1.2f, y), 0.3f, 0.6f);
             }
             if (c.seated) {
                 radar_sdk::Detection chest =
