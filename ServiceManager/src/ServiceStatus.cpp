@@ -6,6 +6,21 @@
 #include "StateManager.h"
 #include "StatusReason.h"
 
+namespace {
+
+// A country code is whatever the TV's configuration holds; D-Bus strings
+// must be UTF-8, and a code is two letters, so a longer text is cut.
+constexpr size_t kMaxCountryBytes = 16;
+
+std::string ValidCountry(const std::string& code) {
+    gchar* valid = g_utf8_make_valid(code.substr(0, kMaxCountryBytes).c_str(), -1);
+    std::string text = valid;
+    g_free(valid);
+    return text;
+}
+
+}  // namespace
+
 CServiceStatus::CServiceStatus()
     : m_shape(SHAPE_NOT_TAVLO_TV),
       m_pStateManager(nullptr),
@@ -74,7 +89,7 @@ StatusSnapshot CServiceStatus::Collect() {
         conditions.segment = sm->IsSegmentMode();
         conditions.claimed = sm->GetMotionSensorState() == StateManager::kSensorClaimed;
         conditions.countryListed = sm->isKPITargetCountry();
-        conditions.country = sm->GetCountryCode();
+        conditions.country = ValidCountry(sm->GetCountryCode());
         conditions.boot = sm->isPresenceModeForcedOnBoot();
         conditions.kivApp = sm->isKivMode();
         conditions.netflix = sm->isNetflix();

@@ -114,6 +114,11 @@ TEST_F(StatusTest, TheStatusFollowsTheTvThroughEveryReasonForTheMode) {
          [&] { SetVconf("db/comss/countrycode", "string", "JP"); },
          [&] { SetVconf("db/comss/countrycode", "string", "US"); },
          {{"Country", "JP"}, {"CountryListed", false}, {"UsageStatistics", false}}},
+        // A code that is no text still reads as text.
+        {"country",
+         [&] { SetVconf("db/comss/countrycode", "string", "\xff\xfeJP"); },
+         [&] { SetVconf("db/comss/countrycode", "string", "US"); },
+         {{"Country", "\xef\xbf\xbd\xef\xbf\xbdJP"}, {"CountryListed", false}}},
         {"agreement",
          [&] {
              SetVconf("db/homedatacontrol/disclaimeragrees", "string", "{\"presence\":\"false\"}");
