@@ -37,6 +37,8 @@ ifx_Frame_R_t* s_pFrame = nullptr;
 // Set on the main thread during start-up and read by the sensor callback.
 std::atomic<IContextEventSink*> s_pDispatcher{nullptr};
 std::atomic<IContextEventSink*> s_pStateManager{nullptr};
+// Wall time of the last published result (0: none yet), for the status.
+std::atomic<int64_t> s_nLastResultUs{0};
 // Pairing state of ActivitySegment::FetchRadarSliceCB, sensor thread only.
 int s_nLocalSliceCount = 0;
 uint16_t s_localFrameBuffer[RadarFetch::kFrameSamples];
@@ -68,7 +70,12 @@ bool CopyOut(const char* text, char** out) {
 }  // namespace
 
 ActivitySegment::ActivitySegment(IContextEventSink* dispatcher)
-    : m_deviceConfig(), m_nPresence(-1), m_nDemoViewerSubscribe(0), m_nPresenceLevel(-1) {
+    : m_deviceConfig(),
+      m_nPresence(-1),
+      m_nDemoViewerSubscribe(0),
+      m_bStreaming(false),
+      m_nLastPresenceUs(0),
+      m_nPresenceLevel(-1) {
     g_mutex_init(&m_mutex);
     s_pDispatcher = dispatcher;
     // The presence document starts empty, as an unparsed text leaves it.
@@ -131,11 +138,13 @@ void ActivitySegment::InitSensor() {
 
 void ActivitySegment::StartSensor() {
     RadarFetch::Start();
+    m_bStreaming = true;
     KAE_LOGI("sensor started!!");
 }
 
 void ActivitySegment::StopSensor() {
     RadarFetch::Stop();
+    m_bStreaming = false;
     KAE_LOGI("sensor stopped!!");
 }
 
@@ -304,6 +313,11 @@ void ActivitySegment::PublishResult(ifx_Vector_R_s* segments, ifx_Matrix_R_s* tr
     // filters by subscription itself.
     HandOver(s_pDispatcher.load(), kDispatcherResultEvent, text);
     HandOver(s_pStateManager.load(), kStateManagerResultEvent, text);
+    s_nLastResultUs = ContextClock::WallTimeUs();
+}
+
+int64_t ActivitySegment::GetLastResultTimeUs() {
+    return s_nLastResultUs.load();
 }
 
 void ActivitySegment::PrintResult(ifx_Vector_R_s* segments, ifx_Matrix_R_s* tracks) {
@@ -335,6 +349,9 @@ void ActivitySegment::PrintResult(ifx_Vector_R_s* segments, ifx_Matrix_R_s* trac
 }
 
 void ActivitySegment::SetPresenceResult(int detection, double distance) {
+    if (detection != kReadNoPresence) {
+        m_nLastPresenceUs = ContextClock::WallTimeUs();
+    }
     ContextAutoLock lock(&m_mutex);
     char text[kDistanceTextSize];
     snprintf(text, sizeof(text), "%.2f", distance);

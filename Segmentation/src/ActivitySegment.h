@@ -51,6 +51,8 @@ public:
     // \context Mode thread.
     void StartSensor();
     void StopSensor();
+    // Whether the service has the radar streaming. \context Thread-safe.
+    bool IsStreaming() const { return m_bStreaming.load(); }
     // \context Main thread (service start-up).
     int SpiValidationCheck();
     // One presence report: 1 with presence and distance set, 0 (outputs
@@ -75,6 +77,11 @@ public:
     // (*out untouched) or kReadNoPresence (null subject or a stored detection
     // value of -4; *out untouched). arg is not used. \context Thread-safe.
     int Read(const char* subject, const char* arg, char** out);
+    // Wall times in microseconds since the epoch (0: never) of the last
+    // presence reading stored for clients (failed reads are none) and of the
+    // last result document published. \context Thread-safe.
+    int64_t GetLastPresenceTimeUs() const { return m_nLastPresenceUs.load(); }
+    static int64_t GetLastResultTimeUs();
 
     // Pipeline steps on a record of SDK objects; each returns (or leaves)
     // ifx_error_get(). \context One thread at a time per record.
@@ -120,6 +127,8 @@ private:
     ContextData m_presenceData;  // guarded by m_mutex
     int m_nPresence;             // guarded by m_mutex
     std::atomic<int> m_nDemoViewerSubscribe;
+    std::atomic<bool> m_bStreaming;
+    std::atomic<int64_t> m_nLastPresenceUs;
     int m_nPresenceLevel;  // guarded by m_mutex
 };
 

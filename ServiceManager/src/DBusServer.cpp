@@ -3,6 +3,7 @@
 #include "ContextData.h"
 #include "ContextLog.h"
 #include "IDispatcher.h"
+#include "ServiceStatus.h"
 
 namespace {
 
@@ -95,6 +96,9 @@ bool CDBusServer::Start() {
 
 bool CDBusServer::Stop() {
     KAE_LOGI("DBusServer Stop!!");
+    if (m_pServiceStatus != nullptr) {
+        m_pServiceStatus->Detach();
+    }
     GDBusConnection* connection = m_connection.load();
     if (connection != nullptr && m_registrationId != 0) {
         g_dbus_connection_unregister_object(connection, m_registrationId);
@@ -181,6 +185,10 @@ void CDBusServer::OnNameAcquired(GDBusConnection* connection, const gchar* name,
     if (id != 0) {
         self->m_connection = connection;
         self->m_registrationId = id;
+        // Before "HELLO": a client that hears it may ask for the status.
+        if (self->m_pServiceStatus != nullptr) {
+            self->m_pServiceStatus->Attach(connection);
+        }
         self->__SendStartSignalToClient();
     } else {
         KAE_LOGE("register object failed");

@@ -12,6 +12,7 @@
 #include "IServer.h"
 #include "KaeInterface.h"
 
+class CServiceStatus;
 class ContextData;
 class IDispatcher;
 
@@ -23,6 +24,10 @@ public:
 
     // \context Any thread; the singleton is set and cleared on the main thread.
     static CDBusServer* GetInstance();
+
+    // The status object to export beside the service's own object, once the
+    // name is ours; it outlives the server. \context Main thread, before Start().
+    void SetServiceStatus(CServiceStatus* status) { m_pServiceStatus = status; }
 
     // \context Main loop thread.
     bool Start() override;
@@ -56,6 +61,7 @@ private:
     // Written on the main thread, read by the dispatcher's thread when it
     // publishes.
     std::atomic<GDBusConnection*> m_connection;
+    CServiceStatus* m_pServiceStatus = nullptr;
 
     static std::atomic<CDBusServer*> m_pInstance;
 };

@@ -12,6 +12,7 @@
 #include "ContextLog.h"
 #include "ContextString.h"
 #include "IServer.h"
+#include "IStatusListener.h"
 #include "Requester.h"
 
 namespace {
@@ -44,7 +45,8 @@ CDispatcher::CDispatcher()
       m_pServer(nullptr),
       m_busNameWatch(_OnClientVanished, this),
       m_deliveryProbe(_OnDeliveryProbed, this),
-      m_probesRefused(false) {
+      m_probesRefused(false),
+      m_pStatusListener(nullptr) {
     g_mutex_init(&m_segmentMutex);
     g_mutex_init(&m_serverMutex);
     m_mapCommand[REQUEST_READ] = "read";
@@ -277,8 +279,10 @@ bool CDispatcher::__Publish(const char* subject, int result, const char* data) {
     const size_t bytes = (data != nullptr ? strlen(data) : 0) +
                          (subject != nullptr ? strlen(subject) : 0) + kSignalOverheadBytes;
     std::vector<std::string> toProbe;
+    bool dropped = false;
     {
         ContextAutoLock lock(&s_subscribeMutex);
+        const size_t before = m_listSubscribe.size();
         std::vector<std::pair<std::string, int64_t>> stuck;
         auto it = m_listSubscribe.begin();
         while (it != m_listSubscribe.end()) {
@@ -328,6 +332,10 @@ bool CDispatcher::__Publish(const char* subject, int result, const char* data) {
                          removed);
             }
         }
+        dropped = m_listSubscribe.size() != before;
+    }
+    if (dropped) {
+        __NotifyStatus();
     }
     __ProbeClients(toProbe, nowUs);
     free(const_cast<char*>(data));
@@ -418,6 +426,7 @@ void CDispatcher::__InsertSubscribe(CRequester* requester) {
         }
         requester->Reply(0, kEmptyBody);
     }
+    __NotifyStatus();
     // A client already gone when its call is handled announces nothing any
     // more; the bus is asked, and the subscription dropped as if it had left
     // later.
@@ -476,16 +485,22 @@ void CDispatcher::__DeleteSubscribe(CRequester* requester) {
     }
     requester->Reply(result, kEmptyBody);
     delete requester;
+    if (result == 0) {
+        __NotifyStatus();
+    }
 }
 
 void CDispatcher::__RemoveAllSubscribe() {
-    ContextAutoLock lock(&s_subscribeMutex);
-    for (CRequester* requester : m_listSubscribe) {
-        delete requester;
+    {
+        ContextAutoLock lock(&s_subscribeMutex);
+        for (CRequester* requester : m_listSubscribe) {
+            delete requester;
+        }
+        KAE_LOGE("RemoveAllSubscribe : m_listSubscribe objects delete Complete ..");
+        m_listSubscribe.clear();
+        __SetTrackSegmentSubscribe(false);
     }
-    KAE_LOGE("RemoveAllSubscribe : m_listSubscribe objects delete Complete ..");
-    m_listSubscribe.clear();
-    __SetTrackSegmentSubscribe(false);
+    __NotifyStatus();
 }
 
 void CDispatcher::OnClientVanished(const char* sender) {
@@ -498,6 +513,7 @@ void CDispatcher::OnClientVanished(const char* sender) {
     m_delivery.Forget(sender);
     if (removed > 0) {
         KAE_LOGE("client %s left the bus, %d subscription(s) dropped", sender, removed);
+        __NotifyStatus();
     }
 }
 
@@ -541,6 +557,13 @@ int CDispatcher::GetSubscribeCount() {
 
 size_t CDispatcher::GetBytesInFlight() {
     return m_delivery.BytesInFlight();
+}
+
+void CDispatcher::__NotifyStatus() {
+    IStatusListener* listener = m_pStatusListener.load();
+    if (listener != nullptr) {
+        listener->OnStatusChanged();
+    }
 }
 
 bool CDispatcher::__HasServer() {

@@ -20,6 +20,7 @@
 
 class ActivitySegment;
 class CRequester;
+class IStatusListener;
 
 // The subject under which the pipeline's activity results are published.
 
@@ -89,6 +90,9 @@ public:
     // was sent; outcome is a CDeliveryProbe::PROBE_OUTCOME.
     // \context Any thread (GDBus's worker thread).
     void OnDeliveryProbed(const char* client, uint64_t id, int outcome);
+    // Told whenever the number of subscriptions changes; null stops
+    // telling. \context Main thread, before Start() or after Stop().
+    void SetStatusListener(IStatusListener* listener) { m_pStatusListener = listener; }
     // Number of subscriptions held. \context Thread-safe.
     int GetSubscribeCount();
     // Bytes of results handed to the bus and not yet confirmed read by
@@ -122,6 +126,7 @@ private:
     void __RemoveAllSubscribe();
     void __SetTrackSegmentSubscribe(bool subscribed);
     bool __HasServer();
+    void __NotifyStatus();
     // OnPublish; false (data untouched) when there is no server.
     bool __Publish(const char* subject, int result, const char* data);
     static void _OnClientVanished(const char* sender, void* user);
@@ -138,6 +143,7 @@ private:
     CDeliveryControl m_delivery;
     CDeliveryProbe m_deliveryProbe;
     std::atomic<bool> m_probesRefused;
+    std::atomic<IStatusListener*> m_pStatusListener;
 
     static GMutex s_subscribeMutex;
 };

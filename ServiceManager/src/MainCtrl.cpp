@@ -17,6 +17,7 @@
 #include "DBusServer.h"
 #include "Dispatcher.h"
 #include "RadarFetch.h"
+#include "ServiceStatus.h"
 #include "StateManager.h"
 
 namespace {
@@ -39,6 +40,7 @@ IServer* CMainCtrl::m_pIServer = nullptr;
 ActivitySegment* CMainCtrl::m_pActivitySegment = nullptr;
 CDispatcher* CMainCtrl::m_pCDispatcher = nullptr;
 StateManager* CMainCtrl::m_pStateManager = nullptr;
+CServiceStatus* CMainCtrl::m_pServiceStatus = nullptr;
 std::atomic<GMainLoop*> CMainCtrl::m_pMainLoop{nullptr};
 
 int CMainCtrl::Main() {
@@ -60,10 +62,22 @@ int CMainCtrl::Main() {
     signal(SIGPIPE, SIG_IGN);
     RegisterSignal();
 
+    // The status is for people and tools: the service runs without it.
+    m_pServiceStatus = new (std::nothrow) CServiceStatus();
+    if (m_pServiceStatus == nullptr) {
+        KAE_LOGE("Memory Allocation Failed");
+    }
+
     bool fullService = false;
+    SHAPE_TYPE shape = SHAPE_NOT_TAVLO_TV;
     if (IsTavloTV()) {
+        shape = SHAPE_OLDER_MODULE;
         if (RadarFetch::SpiValidationCheck() != 0) {
             KAE_LOGI("22Y MODULE");
+            shape = SHAPE_FULL;
+            if (m_pServiceStatus != nullptr) {
+                m_pServiceStatus->SetShape(shape);
+            }
             if (!Initialize()) {
                 KAE_LOGE("Init fail");
                 Finalize();
@@ -78,6 +92,9 @@ int CMainCtrl::Main() {
     }
     m_pMainLoop = g_main_loop_new(nullptr, FALSE);
     if (!fullService) {
+        if (m_pServiceStatus != nullptr) {
+            m_pServiceStatus->SetShape(shape);
+        }
         if (!OnlyDbusCreate()) {
             KAE_LOGE("OnlyDbusCreate init failed");
             Finalize();
@@ -209,6 +226,12 @@ bool CMainCtrl::Initialize() {
     m_pCDispatcher->SetActivitySegment(m_pActivitySegment);
     m_pActivitySegment->SetStateManager(m_pStateManager);
     m_pStateManager->SetActivitySegment(m_pActivitySegment);
+    if (m_pServiceStatus != nullptr) {
+        m_pServiceStatus->SetSources(m_pStateManager, m_pCDispatcher);
+        m_pStateManager->SetStatusListener(m_pServiceStatus);
+        m_pCDispatcher->SetStatusListener(m_pServiceStatus);
+        m_pCDBusServer->SetServiceStatus(m_pServiceStatus);
+    }
 
     m_pStateManager->Start("StateManager");
     m_pCDispatcher->Start(m_pIServer);
@@ -224,6 +247,7 @@ bool CMainCtrl::OnlyDbusCreate() {
         KAE_LOGE("Memory Allocation Failed");
         return false;
     }
+    m_pCDBusServer->SetServiceStatus(m_pServiceStatus);
     m_pCDBusServer->Start();
     return true;
 }
@@ -258,6 +282,10 @@ void CMainCtrl::Finalize() {
         delete m_pCDBusServer;
         m_pCDBusServer = nullptr;
     }
+    if (m_pServiceStatus != nullptr) {
+        // Off the bus with the server; its sources go next.
+        m_pServiceStatus->SetSources(nullptr, nullptr);
+    }
     if (m_pCDispatcher != nullptr) {
         KAE_LOGE("Dispatcher Stop...");
         m_pCDispatcher->Stop();
@@ -270,4 +298,7 @@ void CMainCtrl::Finalize() {
         delete m_pStateManager;
         m_pStateManager = nullptr;
     }
+    // Last: the threads that told it of changes have ended.
+    delete m_pServiceStatus;
+    m_pServiceStatus = nullptr;
 }

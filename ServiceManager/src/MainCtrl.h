@@ -12,6 +12,7 @@
 class ActivitySegment;
 class CDBusServer;
 class CDispatcher;
+class CServiceStatus;
 class IServer;
 class StateManager;
 
@@ -42,6 +43,9 @@ public:
     static ActivitySegment* m_pActivitySegment;
     static CDispatcher* m_pCDispatcher;
     static StateManager* m_pStateManager;
+    // The status object's model, in both shapes; null when it could not be
+    // made (the service runs without it).
+    static CServiceStatus* m_pServiceStatus;
     // Read by the signal handler, hence atomic.
     static std::atomic<GMainLoop*> m_pMainLoop;
 

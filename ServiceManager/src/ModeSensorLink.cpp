@@ -51,3 +51,13 @@ int ModeSensorLink::GetDemoViewerSubscribe() {
     ContextAutoLock lock(&m_mutex);
     return m_pActivitySegment != nullptr ? m_pActivitySegment->GetDemoViewerSubscribe() : 0;
 }
+
+bool ModeSensorLink::IsStreaming() {
+    ContextAutoLock lock(&m_mutex);
+    return m_pActivitySegment != nullptr && m_pActivitySegment->IsStreaming();
+}
+
+int64_t ModeSensorLink::GetLastPresenceTimeUs() {
+    ContextAutoLock lock(&m_mutex);
+    return m_pActivitySegment != nullptr ? m_pActivitySegment->GetLastPresenceTimeUs() : 0;
+}

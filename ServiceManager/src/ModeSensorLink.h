@@ -34,6 +34,11 @@ public:
     // Non-zero while a client holds the track-segment subscription.
     // \context Thread-safe.
     int GetDemoViewerSubscribe();
+    // False without a pipeline. \context Thread-safe.
+    bool IsStreaming();
+    // Wall time (microseconds) of the last presence reading; 0 without a
+    // pipeline. \context Thread-safe.
+    int64_t GetLastPresenceTimeUs();
 
 private:
     GMutex m_mutex;

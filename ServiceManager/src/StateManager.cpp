@@ -8,6 +8,7 @@
 #include "ContextLog.h"
 #include "ContextThread.h"
 #include "DLFDataCollector.h"
+#include "IStatusListener.h"
 #include "KPIManager.h"
 #include "ModeTimer.h"
 #include "PresenceMode.h"
@@ -64,6 +65,9 @@ StateManager::StateManager()
       m_pPresenceMode(nullptr),
       m_pSegmentMode(nullptr),
       m_pCurrentMode(nullptr),
+      m_bSegmentMode(false),
+      m_nPassState(-1),
+      m_pStatusListener(nullptr),
       m_pModeChangeTimer(nullptr),
       m_pBootTimer(nullptr),
       m_pDLFDataCollector(nullptr),
@@ -71,6 +75,7 @@ StateManager::StateManager()
       m_nDeleteSource(0) {
     g_mutex_init(&m_appLock);
     g_mutex_init(&m_kpiLock);
+    g_mutex_init(&m_countryLock);
     m_pPresenceMode = new PresenceMode(this);
     m_pSegmentMode = new SegmentMode(this);
 
@@ -89,6 +94,7 @@ StateManager::StateManager()
     if (char* country = vconf_get_str(kKeyCountry)) {
         KAE_LOGI("vconf_get_str(VCONF_KEY_COUNTRY) succeeded : %s", country);
         m_bKPITargetCountry = _IsKPITargetCountry(country);
+        _SetCountryCode(country);
         free(country);
     } else {
         KAE_LOGE("vconf_get_str(VCONF_KEY_COUNTRY) fail .. ");
@@ -158,6 +164,7 @@ StateManager::~StateManager() {
     vconf_ignore_key_changed(kKeyMotionSensor, _OnSensorVconfChangeCb);
     vconf_ignore_key_changed(kKeyRotation, _OnRotationStateVconfChangeCb);
     vconf_ignore_key_changed(kKeyDisclaimAgrees, _OnDisclaimAgreesVconfChangeCb);
+    g_mutex_clear(&m_countryLock);
     g_mutex_clear(&m_kpiLock);
     g_mutex_clear(&m_appLock);
 }
@@ -205,7 +212,37 @@ void StateManager::Run() {
     bool claimed = false;
     while (m_bRunning) {
         _RunPass(&claimed);
+        _NotifyPassChanges();
     }
+}
+
+void StateManager::_NotifyPassChanges() {
+    m_bSegmentMode = m_pCurrentMode == m_pSegmentMode;
+    // What a pass can change by itself; everything else changes on the main
+    // thread, which tells the listener there.
+    const int state = (m_bSegmentMode ? 1 : 0) | (IsStreaming() ? 2 : 0) |
+                      (m_bPresenceModeForcedOnBoot ? 4 : 0) | (m_bPresenceReadFailure ? 8 : 0);
+    if (state != m_nPassState) {
+        m_nPassState = state;
+        _NotifyStatus();
+    }
+}
+
+void StateManager::_NotifyStatus() {
+    IStatusListener* listener = m_pStatusListener.load();
+    if (listener != nullptr) {
+        listener->OnStatusChanged();
+    }
+}
+
+std::string StateManager::GetCountryCode() {
+    ContextAutoLock lock(&m_countryLock);
+    return m_countryCode;
+}
+
+void StateManager::_SetCountryCode(const char* code) {
+    ContextAutoLock lock(&m_countryLock);
+    m_countryCode = code != nullptr ? code : "";
 }
 
 void StateManager::_RunPass(bool* claimed) {
@@ -364,11 +401,14 @@ void StateManager::StateManagerAppSessionChangeCB(AppSessionInfo* current,
     if (current == nullptr) {
         return;
     }
-    ContextAutoLock lock(&m_appLock);
-    m_bKivMode = current->appId == kKivApp;
-    KAE_LOGI("StateManagerAppSessionChangeCB(Kivapp) : %d", m_bKivMode);
-    m_bNetflix = current->appId == kNetflixApp;
-    KAE_LOGI("StateManagerAppSessionChangeCB(Netlfix) : %d", m_bNetflix);
+    {
+        ContextAutoLock lock(&m_appLock);
+        m_bKivMode = current->appId == kKivApp;
+        KAE_LOGI("StateManagerAppSessionChangeCB(Kivapp) : %d", m_bKivMode);
+        m_bNetflix = current->appId == kNetflixApp;
+        KAE_LOGI("StateManagerAppSessionChangeCB(Netlfix) : %d", m_bNetflix);
+    }
+    _NotifyStatus();
 }
 
 bool StateManager::_IsKPITargetCountry(const char* code) {
@@ -396,7 +436,10 @@ void StateManager::OnVconfChangeCb(keynode_t* node) {
         _OnAgreementChanged(vconf_keynode_get_str(node));
     } else if (strcmp(name, kKeyCountry) == 0) {
         _OnCountryChanged(vconf_keynode_get_str(node));
+    } else {
+        return;
     }
+    _NotifyStatus();
 }
 
 void StateManager::_OnMotionSensorChanged(int value) {
@@ -422,6 +465,7 @@ void StateManager::_OnAgreementChanged(const char* text) {
 
 void StateManager::_OnCountryChanged(const char* code) {
     KAE_LOGI("VCONF_KEY_COUNTRY changed: %s", code != nullptr ? code : "(null)");
+    _SetCountryCode(code);
     if (code != nullptr && _IsKPITargetCountry(code)) {
         if (!m_bKPITargetCountry) {
             m_bKPITargetCountry = true;

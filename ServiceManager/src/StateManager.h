@@ -10,6 +10,7 @@
 #include <vconf.h>
 
 #include <atomic>
+#include <string>
 #include <vector>
 
 #include "AppSessionInfo.h"
@@ -20,6 +21,7 @@
 class ActivitySegment;
 class DLFDataCollector;
 class IMode;
+class IStatusListener;
 class KPIManager;
 class ModeTimer;
 class PresenceMode;
@@ -95,6 +97,21 @@ public:
     // The stored motion sensor state (0 or 2). \context Thread-safe.
     int GetMotionSensorState() const { return m_nMotionSensorState.load(); }
 
+    // Told of every change of what the status object shows: the mode, the
+    // radar, the flags above; null stops telling. \context Main thread,
+    // before Start() or after Stop().
+    void SetStatusListener(IStatusListener* listener) { m_pStatusListener = listener; }
+    // What the mode loop does now. \context Thread-safe.
+    bool IsSegmentMode() const { return m_bSegmentMode.load(); }
+    bool IsStreaming() { return m_activitySegment.IsStreaming(); }
+    bool HasSegmentSubscription() { return m_activitySegment.GetDemoViewerSubscribe() != 0; }
+    // Wall time (microseconds) of the last presence reading, 0 for none.
+    // \context Thread-safe.
+    int64_t GetLastPresenceTimeUs() { return m_activitySegment.GetLastPresenceTimeUs(); }
+    // The country code as the TV last gave it ("" when unreadable).
+    // \context Thread-safe.
+    std::string GetCountryCode();
+
     // \context Mode thread (the objects live as long as the state manager).
     ModeTimer* GetModeChangeTimerInstance() { return m_pModeChangeTimer; }
     SegmentMode* GetSegmentModeInstance() { return m_pSegmentMode; }
@@ -117,6 +134,11 @@ private:
     void _DeleteDetachedLocked();
     // One pass of the mode loop; claimed is the loop's claim marker.
     void _RunPass(bool* claimed);
+    // After a pass: tells the status listener when the mode, the radar or
+    // the mode thread's own flags changed in it. \context Mode thread.
+    void _NotifyPassChanges();
+    void _NotifyStatus();
+    void _SetCountryCode(const char* code);
 
     GThread* m_pThread;
     GMutex m_appLock;
@@ -133,6 +155,12 @@ private:
     PresenceMode* m_pPresenceMode;
     SegmentMode* m_pSegmentMode;
     IMode* m_pCurrentMode;  // mode thread only (and Stop, after the join)
+    // Whether m_pCurrentMode is segment mode, for other threads.
+    std::atomic<bool> m_bSegmentMode;
+    int m_nPassState;  // mode thread only: what the last pass left, see _NotifyPassChanges
+    std::atomic<IStatusListener*> m_pStatusListener;
+    GMutex m_countryLock;
+    std::string m_countryCode;  // guarded by m_countryLock
     ModeTimer* m_pModeChangeTimer;
     ModeTimer* m_pBootTimer;  // mode thread only once started
     DLFDataCollector* m_pDLFDataCollector;

@@ -7,6 +7,10 @@
 #define KAE_DBUS_PATH "/com/norvale/tv/tessivo"
 #define KAE_DBUS_INTERFACE "com.norvale.tv.tessivo.interface"
 #define KAE_DBUS_SIGNAL "Response"
+// The read-only status object: what the service does and why, as
+// properties with PropertiesChanged, for people and tools.
+#define KAE_DBUS_STATUS_PATH "/com/norvale/tv/tessivo/Status"
+#define KAE_DBUS_STATUS_INTERFACE "com.norvale.tv.tessivo.Status"
 // Answer to request calls on a TV that has no sensing service behind the bus.
 #define KAE_DBUS_ERROR_NOT_AVAILABLE "com.norvale.tv.tessivo.Error.NotAvailable"
 

@@ -5,6 +5,8 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <string.h>
+
 #include <regex>
 
 #include "KaeBusClient.h"
@@ -78,6 +80,80 @@ TEST_F(DBusFrontTest, IntrospectionShowsThePublishedInterface) {
          "ServiceEnable(out b result, out s data);",
          "signals:", "Response(i result, s subject, s output);", "properties: };"}))
         << iface;
+}
+
+TEST_F(DBusFrontTest, TheMainObjectKeepsItsIntrospectionAndGainsOnlyTheStatusNode) {
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    CommandResult result =
+        Run({"busctl", "--system", "--json=short", "call", "com.norvale.tv.tessivo",
+             "/com/norvale/tv/tessivo", "org.freedesktop.DBus.Introspectable", "Introspect"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    std::vector<Json::Value> reply = JsonLines(result.out);
+    ASSERT_EQ(reply.size(), 1u) << result.out;
+    const std::string xml = reply[0]["data"][0].asString();
+
+    // The interface exactly as GDBus has always written it for this service.
+    const std::string arg = "      </arg>\n";
+    auto args = [&](std::initializer_list<const char*> list) {
+        std::string text;
+        for (const char* item : list) {
+            text += std::string("      <arg ") + item + ">\n" + arg;
+        }
+        return text;
+    };
+    const char* const request[] = {"type=\"i\" name=\"pid\" direction=\"in\"",
+                                   "type=\"i\" name=\"type\" direction=\"in\"",
+                                   "type=\"i\" name=\"reqId\" direction=\"in\"",
+                                   "type=\"s\" name=\"subject\" direction=\"in\""};
+    const std::string requestArgs = args({request[0], request[1], request[2], request[3]});
+    const std::string expected =
+        "  <interface name=\"com.norvale.tv.tessivo.interface\">\n"
+        "    <method name=\"RequestSync\">\n" +
+        requestArgs +
+        args({"type=\"s\" name=\"input\" direction=\"in\"",
+              "type=\"i\" name=\"result\" direction=\"out\"",
+              "type=\"s\" name=\"output\" direction=\"out\""}) +
+        "    </method>\n"
+        "    <method name=\"RequestAsync\">\n" +
+        requestArgs +
+        args({"type=\"s\" name=\"input\" direction=\"in\"",
+              "type=\"i\" name=\"result\" direction=\"out\"",
+              "type=\"s\" name=\"subject\" direction=\"out\"",
+              "type=\"s\" name=\"output\" direction=\"out\""}) +
+        "    </method>\n"
+        "    <method name=\"Write\">\n" +
+        requestArgs + args({"type=\"i\" name=\"output\" direction=\"in\""}) +
+        "    </method>\n"
+        "    <method name=\"ServiceEnable\">\n" +
+        args({"type=\"b\" name=\"result\" direction=\"out\"",
+              "type=\"s\" name=\"data\" direction=\"out\""}) +
+        "    </method>\n"
+        "    <signal name=\"Response\">\n" +
+        args({"type=\"i\" name=\"result\"", "type=\"s\" name=\"subject\"",
+              "type=\"s\" name=\"output\""}) +
+        "    </signal>\n"
+        "  </interface>\n";
+    const size_t start = xml.find("  <interface name=\"com.norvale.tv.tessivo.interface\">");
+    ASSERT_NE(start, std::string::npos) << xml;
+    const size_t end = xml.find("  </interface>\n", start);
+    ASSERT_NE(end, std::string::npos) << xml;
+    EXPECT_EQ(xml.substr(start, end + strlen("  </interface>\n") - start), expected);
+
+    // Besides it only GDBus's standard interfaces, and the status object
+    // below, as a child node.
+    std::vector<std::string> children;
+    const std::regex child("\n  <(interface|node) name=\"([^\"]+)\"");
+    for (auto it = std::sregex_iterator(xml.begin(), xml.end(), child);
+         it != std::sregex_iterator(); ++it) {
+        children.push_back((*it)[1].str() + " " + (*it)[2].str());
+    }
+    EXPECT_EQ(children, (std::vector<std::string>{"interface org.freedesktop.DBus.Properties",
+                                                  "interface org.freedesktop.DBus.Introspectable",
+                                                  "interface org.freedesktop.DBus.Peer",
+                                                  "interface com.norvale.tv.tessivo.interface",
+                                                  "node Status"}))
+        << xml;
 }
 
 TEST_F(DBusFrontTest, ServiceEnableAnswersTrueWithTheWhiteListInOrder) {
@@ -308,6 +384,26 @@ TEST_F(DBusFrontTest, PolicyLetsAnyUserCallTheServiceButNotOwnOtherwise) {
             "nobody");
     EXPECT_NE(props.exitCode, 0);
     EXPECT_NE(props.err.find("AccessDenied"), std::string::npos) << props.err;
+}
+
+TEST_F(DBusFrontTest, PolicyLetsAnyUserReadTheStatusAndNobodySetIt) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root to run a client as another user";
+    }
+    Subprocess& service = StartService();
+    ASSERT_TRUE(WaitUntilServing(service));
+    EXPECT_EQ(StatusProperties("nobody")["Reason"], "not-tavlo-tv");
+    EXPECT_EQ(GdbusStatusProperty("Shape", "nobody"), "(<'dbus-only'>,)\n");
+    for (const std::string user : {"nobody", "root"}) {
+        SCOPED_TRACE(user);
+        CommandResult set = Run({"busctl", "--system", "set-property", "com.norvale.tv.tessivo",
+                                 "/com/norvale/tv/tessivo/Status", "com.norvale.tv.tessivo.Status",
+                                 "Mode", "s", "segment"},
+                                user);
+        EXPECT_NE(set.exitCode, 0);
+        EXPECT_NE(set.err.find("Access denied"), std::string::npos) << set.err;
+    }
+    EXPECT_EQ(StatusProperties()["Mode"], "none");
 }
 
 TEST_F(DBusFrontTest, PolicyLetsOnlyTheServicesUserSendSignalsOnItsInterface) {

@@ -51,10 +51,6 @@ protected:
     bool StaysAt(Subprocess& service, const std::string& text, int holdMs) {
         return !service.WaitForStderrCount("> " + text, Count(service, text) + 1, holdMs);
     }
-    void SetVconf(const std::string& key, const std::string& type, const std::string& value) {
-        CommandResult set = Platform({"vconf", "set", key, type, value});
-        ASSERT_EQ(set.exitCode, 0) << set.err;
-    }
     static std::string AppEvent(const std::string& appId, const char* type = "Launch") {
         return std::string("{\"EventType\":\"") + type + "\",\"AppId\":\"" + appId + "\"}";
     }

@@ -156,6 +156,12 @@ CommandResult ServiceTest::Platform(const std::vector<std::string>& args) {
     return Run(argv);
 }
 
+void ServiceTest::SetVconf(const std::string& key, const std::string& type,
+                           const std::string& value) {
+    CommandResult set = Platform({"vconf", "set", key, type, value});
+    ASSERT_EQ(set.exitCode, 0) << set.err;
+}
+
 void ServiceTest::Publish(const std::string& subject, const std::string& json) {
     CommandResult publish = Platform({"dsf", "publish", subject, json});
     ASSERT_EQ(publish.exitCode, 0) << publish.err;
@@ -200,4 +206,31 @@ Subprocess& ServiceTest::StartMonitor() {
     // dbus-monitor reports its own name first; after that it sees everything.
     EXPECT_TRUE(monitor.WaitForStdout("NameLost", kWaitMs)) << monitor.Stderr();
     return monitor;
+}
+
+Json::Value ServiceTest::StatusProperties(const std::string& user) {
+    CommandResult result =
+        Run({"busctl", "--system", "--json=short", "call", KAE_DBUS_NAME, KAE_DBUS_STATUS_PATH,
+             "org.freedesktop.DBus.Properties", "GetAll", "s", KAE_DBUS_STATUS_INTERFACE},
+            user);
+    Json::Value properties(Json::objectValue);
+    std::vector<Json::Value> lines = JsonLines(result.out);
+    if (result.exitCode != 0 || lines.size() != 1) {
+        return properties;
+    }
+    // {"type":"a{sv}","data":[{"Mode":{"type":"s","data":"presence"},...}]}
+    const Json::Value& dictionary = lines[0]["data"][0];
+    for (const std::string& name : dictionary.getMemberNames()) {
+        properties[name] = dictionary[name]["data"];
+    }
+    return properties;
+}
+
+std::string ServiceTest::GdbusStatusProperty(const std::string& name, const std::string& user) {
+    CommandResult result =
+        Run({"gdbus", "call", "--system", "--dest", KAE_DBUS_NAME, "--object-path",
+             KAE_DBUS_STATUS_PATH, "--method", "org.freedesktop.DBus.Properties.Get",
+             KAE_DBUS_STATUS_INTERFACE, name},
+            user);
+    return result.exitCode == 0 ? result.out : result.err;
 }

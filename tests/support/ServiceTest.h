@@ -54,6 +54,8 @@ protected:
                       int timeoutMs = kWaitMs);
     // tessivo-platform with the test's platform directory.
     CommandResult Platform(const std::vector<std::string>& args);
+    // Sets a vconf key of the simulated TV as the TV's programs would.
+    void SetVconf(const std::string& key, const std::string& type, const std::string& value);
     // Publishes a data-service event as the TV's programs would.
     void Publish(const std::string& subject, const std::string& json);
     // gdbus call on the service's interface.
@@ -63,6 +65,12 @@ protected:
     std::string NameOwner();
     // dbus-monitor watching the service's interface; returns once it listens.
     Subprocess& StartMonitor();
+    // Every property of the status object, read with busctl, by name
+    // ({"Mode":"presence",...}); an empty object when the read fails.
+    Json::Value StatusProperties(const std::string& user = "");
+    // One property of the status object, read with gdbus: "(<'boot'>,)\n",
+    // or gdbus's error text.
+    std::string GdbusStatusProperty(const std::string& name, const std::string& user = "");
 
     static bool IsRoot();
 

@@ -7,6 +7,7 @@
 
 #include "ConsoleFormat.h"
 #include "ConsoleOptions.h"
+#include "StatusFormat.h"
 
 namespace {
 
@@ -64,6 +65,11 @@ TEST(KaeTestConsoleOptions, ParsesCommandsWithOptionsOnEitherSide) {
     EXPECT_EQ(options.count, 2);
     EXPECT_EQ(options.timeoutMs, 100);
     EXPECT_TRUE(options.json);
+
+    ASSERT_TRUE(Parse({"status", "-f", "--count", "2", "--json"}, &options, &error)) << error;
+    EXPECT_EQ(options.command, ConsoleCommand::STATUS);
+    EXPECT_TRUE(options.follow);
+    EXPECT_EQ(options.count, 2);
 
     ASSERT_TRUE(Parse({"--", "enable"}, &options, &error)) << error;
     EXPECT_EQ(options.command, ConsoleCommand::ENABLE);
@@ -144,6 +150,11 @@ TEST(KaeTestConsoleOptions, RejectsBadCommandLinesWithAReason) {
         {"--jsonx", "enable"},
         {"-x", "enable"},
         {"--json"},
+        // --follow is for status, and a count counts the followed changes.
+        {"watch", "--follow"},
+        {"status", "--count", "2"},
+        {"status", "--every", "500"},
+        {"status", "extra"},
     };
     for (const auto& args : bad) {
         ConsoleOptions options;
@@ -302,4 +313,33 @@ TEST(KaeTestConsoleFormat, MethodAnswers) {
     EXPECT_EQ(enable["method"].asString(), "ServiceEnable");
     EXPECT_FALSE(enable["result"].asBool());
     EXPECT_EQ(enable["output"].asString(), "broken");
+}
+
+TEST(KaeTestConsoleFormat, StatusChangesForAPersonNameTheReasonTheyExplain) {
+    Json::Value status;
+    status["Mode"] = "presence";
+    status["Reason"] = "timer";
+    struct Case {
+        const char* changed;
+        const char* line;  // after the time of day
+    };
+    const Case cases[] = {
+        {R"({"Streaming":false,"Reason":"app","ReasonText":"Netflix is in front.","Mode":"presence"})",
+         "Mode presence, Reason app (Netflix is in front.), Streaming no"},
+        // The sentence alone changed: the reason it explains is named.
+        {R"({"ReasonText":"Nothing holds it."})", "Reason timer (Nothing holds it.)"},
+        {R"({"Subscribers":2,"Future":"x\ny"})", "Subscribers 2, Future x\\ny"},
+    };
+    for (const Case& c : cases) {
+        const Json::Value changed = ParseLine(c.changed);
+        const std::string line = StatusFormat::ChangeHuman(changed, status, 1700000000000000);
+        const size_t space = line.find(' ');
+        ASSERT_NE(space, std::string::npos) << line;
+        EXPECT_EQ(line.substr(space + 1), c.line) << c.changed;
+    }
+    EXPECT_EQ(StatusFormat::Timestamp(0, 1700000000000000), "never");
+    const std::string ago = StatusFormat::Timestamp(1699999998500000, 1700000000000000);
+    const std::string expected = ".500 (1.5 s ago)";
+    ASSERT_GE(ago.size(), expected.size());
+    EXPECT_EQ(ago.substr(ago.size() - expected.size()), expected) << ago;
 }

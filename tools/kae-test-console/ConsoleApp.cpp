@@ -6,6 +6,8 @@
 #include <cstdio>
 
 #include "ConsoleFormat.h"
+#include "ContextClock.h"
+#include "StatusFormat.h"
 
 namespace {
 
@@ -39,6 +41,8 @@ int CConsoleApp::Run() {
             return __RunWatch();
         case ConsoleCommand::SUBSCRIBE:
             return __RunSubscribe();
+        case ConsoleCommand::STATUS:
+            return __RunStatus();
         case ConsoleCommand::NONE:
             break;
     }
@@ -347,4 +351,70 @@ int CConsoleApp::__Unsubscribe() {
     }
     Note("unsubscribed from " KAE_SUBJECT_TRACK_SEGMENT);
     return kConsoleExitOk;
+}
+
+bool CConsoleApp::__PrintStatus(const std::string& owner) {
+    Json::Value status;
+    TessivoError error;
+    if (!m_client.GetStatus(m_options.timeoutMs, &status, &error)) {
+        Note(CTessivoClient::Describe(error));
+        return false;
+    }
+    std::string text = m_options.json
+                           ? StatusFormat::JsonLine(status)
+                           : StatusFormat::Human(status, owner, ContextClock::WallTimeUs());
+    if (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    __PrintLine(text);
+    m_status = status;
+    m_statusShown = true;
+    return true;
+}
+
+void CConsoleApp::__PrintStatusChange(const Json::Value& changed) {
+    // What changed before the whole status was read is part of it.
+    if (m_stopped || !m_statusShown) {
+        return;
+    }
+    for (const std::string& name : changed.getMemberNames()) {
+        m_status[name] = changed[name];
+    }
+    const int64_t now = ContextClock::WallTimeUs();
+    __PrintLine(m_options.json ? StatusFormat::ChangeJson(changed, now)
+                               : StatusFormat::ChangeHuman(changed, m_status, now));
+    ++m_printed;
+    if (m_options.count > 0 && m_printed >= m_options.count) {
+        __Stop(kConsoleExitOk);
+    }
+}
+
+int CConsoleApp::__RunStatus() {
+    if (!__Connect()) {
+        return kConsoleExitFailure;
+    }
+    if (!m_options.follow) {
+        return __PrintStatus("") ? kConsoleExitOk : kConsoleExitFailure;
+    }
+    // Changes first, then the whole status: nothing that changes in between
+    // is missed.
+    m_client.SubscribeStatus([this](const Json::Value& changed) { __PrintStatusChange(changed); });
+    m_client.WatchService([this](const std::string& owner) {
+        const bool first = !m_ownerKnown;
+        m_ownerKnown = true;
+        if (!owner.empty()) {
+            // A service that comes (back) starts from a whole status.
+            m_statusShown = false;
+            __PrintStatus(owner);
+        } else if (first) {
+            Note("tessivo service is not on the system bus; waiting for it");
+        } else if (!m_busClosed) {
+            m_statusShown = false;
+            Note("tessivo service left the system bus; waiting for it");
+        }
+    });
+    __InstallStopSignals();
+    __RunLoop();
+    __RemoveStopSignals();
+    return m_exitCode;
 }

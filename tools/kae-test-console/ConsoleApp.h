@@ -31,6 +31,10 @@ private:
     int __RunWatch();
     int __RunSubscribe();
     int __Unsubscribe();
+    int __RunStatus();
+    // Reads and prints the whole status; false (noted) when it cannot.
+    bool __PrintStatus(const std::string& owner);
+    void __PrintStatusChange(const Json::Value& changed);
 
     bool __Connect();
     int __Fail(const TessivoError& error);
@@ -59,6 +63,8 @@ private:
     bool m_ownerKnown = false;  // the first owner report has come
     bool m_serviceGone = false;
     bool m_busClosed = false;
+    bool m_statusShown = false;  // status --follow: the whole status has been printed
+    Json::Value m_status;        // status --follow: as printed, with the changes since
 };
 
 #endif

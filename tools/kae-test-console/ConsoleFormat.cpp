@@ -23,13 +23,6 @@ bool ParseJson(const std::string& text, Json::Value* value) {
     return reader->parse(text.data(), text.data() + text.size(), value, &errors);
 }
 
-std::string WriteJson(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    return Json::writeString(builder, value);
-}
-
 std::string Printf(const char* format, double value) {
     char buffer[64];
     snprintf(buffer, sizeof(buffer), format, value);
@@ -116,14 +109,21 @@ std::string OneLine(const std::string& text) {
     return line;
 }
 
+std::string CompactJson(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
 std::string JsonString(const std::string& text) {
-    return WriteJson(Json::Value(text));
+    return CompactJson(Json::Value(text));
 }
 
 std::string JsonOutputValue(const std::string& text) {
     Json::Value value;
     if (ParseJson(text, &value)) {
-        return WriteJson(value);
+        return CompactJson(value);
     }
     return JsonString(text);
 }

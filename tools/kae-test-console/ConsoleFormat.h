@@ -3,6 +3,8 @@
 #ifndef TESSIVO_TOOLS_KAETESTCONSOLE_CONSOLEFORMAT_H
 #define TESSIVO_TOOLS_KAETESTCONSOLE_CONSOLEFORMAT_H
 
+#include <json/json.h>
+
 #include <string>
 
 #include "KaeInterface.h"
@@ -19,6 +21,9 @@ std::string ResultText(int result);
 
 // Text made safe for one line: control characters become \n, \t, \r or \xNN.
 std::string OneLine(const std::string& text);
+
+// One JSON value as compact text on one line.
+std::string CompactJson(const Json::Value& value);
 
 // A JSON string literal of text, quotes and escapes included.
 std::string JsonString(const std::string& text);

@@ -46,6 +46,8 @@ bool ResolveCommand(const std::vector<std::string>& words, ConsoleCommand* comma
         *command = ConsoleCommand::WATCH;
     } else if (name == "subscribe") {
         *command = ConsoleCommand::SUBSCRIBE;
+    } else if (name == "status") {
+        *command = ConsoleCommand::STATUS;
     } else if (name == "read") {
         if (words.size() < 2) {
             *error = "read needs what to read: presence or distance";
@@ -105,6 +107,10 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
             parsed.json = true;
             continue;
         }
+        if (arg == "--follow" || arg == "-f") {
+            parsed.follow = true;
+            continue;
+        }
         std::string name = arg;
         std::string value;
         bool hasValue = SplitInline(arg, &name, &value);
@@ -145,9 +151,13 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
         *error = "--every applies to read only";
         return false;
     }
+    if (parsed.follow && parsed.command != ConsoleCommand::STATUS) {
+        *error = "--follow applies to status only";
+        return false;
+    }
     if (countGiven && parsed.command != ConsoleCommand::WATCH &&
-        parsed.command != ConsoleCommand::SUBSCRIBE && !everyGiven) {
-        *error = "--count applies to watch, subscribe and read --every only";
+        parsed.command != ConsoleCommand::SUBSCRIBE && !everyGiven && !parsed.follow) {
+        *error = "--count applies to watch, subscribe, read --every and status --follow only";
         return false;
     }
     *options = parsed;
@@ -157,8 +167,8 @@ bool ParseConsoleOptions(const std::vector<std::string>& args, ConsoleOptions* o
 std::string ConsoleShortUsage(const char* program) {
     std::string name = program != nullptr ? program : "kae-test-console";
     return "Usage: " + name +
-           " [--json] [--count N] [--timeout MS] [--every MS] "
-           "enable|watch|read presence|read distance|subscribe\n"
+           " [--json] [--count N] [--timeout MS] [--every MS] [--follow] "
+           "enable|watch|read presence|read distance|subscribe|status\n"
            "Run '" +
            name + " --help' for more.\n";
 }
@@ -178,19 +188,24 @@ std::string ConsoleUsage(const char* program) {
            "  read distance   read the current presence detection and distance\n"
            "  subscribe       subscribe to track and segment results and print each one;\n"
            "                  unsubscribes on exit\n"
+           "  status          what the service does and why: its shape, mode and the reason,\n"
+           "                  the radar, the sensor claim, subscribers, statistics\n"
            "\n"
            "Options:\n"
            "  --json          one JSON object per line on standard output\n"
-           "  --count N       stop after N signals (watch, subscribe) or after N reads\n"
-           "                  (read --every; a read that fails counts too)\n"
+           "  --count N       stop after N signals (watch, subscribe), after N reads\n"
+           "                  (read --every; a read that fails counts too) or after N\n"
+           "                  changes (status --follow)\n"
            "  --timeout MS    time-out of each method call in milliseconds (default 5000)\n"
            "  --every MS      read: repeat the read every MS milliseconds\n"
+           "  -f, --follow    status: then print each change as it happens\n"
            "  -h, --help      show this text\n"
            "\n"
-           "watch, subscribe and read --every run until interrupted (Ctrl-C) or until\n"
-           "--count is reached; subscribe and read --every also end, with status 1, when\n"
-           "the service leaves the bus. A repeated read that fails prints its line or\n"
-           "note and the reads go on.\n"
+           "watch, subscribe, read --every and status --follow run until interrupted\n"
+           "(Ctrl-C) or until --count is reached; subscribe and read --every also end,\n"
+           "with status 1, when the service leaves the bus, while status --follow notes\n"
+           "it and prints the whole status again when the service is back. A repeated\n"
+           "read that fails prints its line or note and the reads go on.\n"
            "Exit status: 0 done, 1 service absent, error, time-out or refusal (for\n"
            "read --every: of the last read), 2 bad command line.\n";
 }

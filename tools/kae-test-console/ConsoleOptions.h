@@ -13,13 +13,15 @@ constexpr int kConsoleExitUsage = 2;
 
 constexpr int kConsoleDefaultTimeoutMs = 5000;
 
-enum class ConsoleCommand { NONE, ENABLE, WATCH, READ_PRESENCE, READ_DISTANCE, SUBSCRIBE };
+enum class ConsoleCommand { NONE, ENABLE, WATCH, READ_PRESENCE, READ_DISTANCE, SUBSCRIBE, STATUS };
 
 struct ConsoleOptions {
     ConsoleCommand command = ConsoleCommand::NONE;
     bool help = false;
     bool json = false;
-    // Signals (watch, subscribe) or reads (read --every) before stopping;
+    bool follow = false;  // status: go on printing each change
+    // Signals (watch, subscribe), reads (read --every) or changes (status
+    // --follow) before stopping;
     // 0 = until interrupted.
     int count = 0;
     int everyMs = 0;  // read: the period of repeated reads; 0 = read once

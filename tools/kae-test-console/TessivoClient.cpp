@@ -84,6 +84,9 @@ CTessivoClient::~CTessivoClient() {
     if (m_ownerSignalId != 0) {
         g_dbus_connection_signal_unsubscribe(m_connection, m_ownerSignalId);
     }
+    if (m_statusSignalId != 0) {
+        g_dbus_connection_signal_unsubscribe(m_connection, m_statusSignalId);
+    }
     if (m_watchId != 0) {
         g_bus_unwatch_name(m_watchId);
     }
@@ -117,6 +120,13 @@ bool CTessivoClient::Connect(TessivoError* error) {
 
 bool CTessivoClient::__Call(const char* method, GVariant* parameters, const char* replyType,
                             int timeoutMs, GVariant** reply, TessivoError* error) {
+    return __CallOn(KAE_DBUS_PATH, KAE_DBUS_INTERFACE, method, parameters, replyType, timeoutMs,
+                    reply, error);
+}
+
+bool CTessivoClient::__CallOn(const char* path, const char* interface, const char* method,
+                              GVariant* parameters, const char* replyType, int timeoutMs,
+                              GVariant** reply, TessivoError* error) {
     if (m_connection == nullptr) {
         if (parameters != nullptr) {
             g_variant_unref(g_variant_ref_sink(parameters));
@@ -126,7 +136,7 @@ bool CTessivoClient::__Call(const char* method, GVariant* parameters, const char
     }
     GError* gerror = nullptr;
     GVariant* answer = g_dbus_connection_call_sync(
-        m_connection, KAE_DBUS_NAME, KAE_DBUS_PATH, KAE_DBUS_INTERFACE, method, parameters, nullptr,
+        m_connection, KAE_DBUS_NAME, path, interface, method, parameters, nullptr,
         G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr, &gerror);
     return FinishCall(method, answer, gerror, replyType, timeoutMs, reply, error);
 }
@@ -241,6 +251,86 @@ bool CTessivoClient::SubscribeResponse(ResponseHandler handler) {
         g_variant_unref(owner);
     }
     return m_signalId != 0 && m_ownerSignalId != 0;
+}
+
+bool CTessivoClient::GetStatus(int timeoutMs, Json::Value* properties, TessivoError* error) {
+    GVariant* reply = nullptr;
+    if (!__CallOn(KAE_DBUS_STATUS_PATH, "org.freedesktop.DBus.Properties", "GetAll",
+                  g_variant_new("(s)", KAE_DBUS_STATUS_INTERFACE), "(a{sv})", timeoutMs, &reply,
+                  error)) {
+        return false;
+    }
+    GVariant* dictionary = g_variant_get_child_value(reply, 0);
+    *properties = DictToJson(dictionary);
+    g_variant_unref(dictionary);
+    g_variant_unref(reply);
+    return true;
+}
+
+bool CTessivoClient::SubscribeStatus(StatusHandler handler) {
+    if (m_connection == nullptr || m_statusSignalId != 0) {
+        return false;
+    }
+    m_statusHandler = std::move(handler);
+    m_statusSignalId = g_dbus_connection_signal_subscribe(
+        m_connection, KAE_DBUS_NAME, "org.freedesktop.DBus.Properties", "PropertiesChanged",
+        KAE_DBUS_STATUS_PATH, KAE_DBUS_STATUS_INTERFACE, G_DBUS_SIGNAL_FLAGS_NONE, _OnStatusChanged,
+        this, nullptr);
+    return m_statusSignalId != 0;
+}
+
+void CTessivoClient::_OnStatusChanged(GDBusConnection* connection, const gchar* sender,
+                                      const gchar* path, const gchar* interface,
+                                      const gchar* signal, GVariant* parameters, gpointer user) {
+    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) {
+        fprintf(stderr, "kae-test-console: ignored a PropertiesChanged signal of type %s\n",
+                g_variant_get_type_string(parameters));
+        return;
+    }
+    auto* self = static_cast<CTessivoClient*>(user);
+    GVariant* changed = g_variant_get_child_value(parameters, 1);
+    Json::Value values = DictToJson(changed);
+    g_variant_unref(changed);
+    if (self->m_statusHandler) {
+        self->m_statusHandler(values);
+    }
+}
+
+Json::Value CTessivoClient::ToJson(GVariant* value) {
+    if (g_variant_is_of_type(value, G_VARIANT_TYPE_STRING)) {
+        return Json::Value(g_variant_get_string(value, nullptr));
+    }
+    if (g_variant_is_of_type(value, G_VARIANT_TYPE_BOOLEAN)) {
+        return Json::Value(g_variant_get_boolean(value) != FALSE);
+    }
+    if (g_variant_is_of_type(value, G_VARIANT_TYPE_UINT32)) {
+        return Json::Value(static_cast<Json::UInt>(g_variant_get_uint32(value)));
+    }
+    if (g_variant_is_of_type(value, G_VARIANT_TYPE_UINT64)) {
+        return Json::Value(static_cast<Json::UInt64>(g_variant_get_uint64(value)));
+    }
+    if (g_variant_is_of_type(value, G_VARIANT_TYPE_INT32)) {
+        return Json::Value(static_cast<Json::Int>(g_variant_get_int32(value)));
+    }
+    gchar* text = g_variant_print(value, TRUE);
+    Json::Value printed(text);
+    g_free(text);
+    return printed;
+}
+
+Json::Value CTessivoClient::DictToJson(GVariant* dictionary) {
+    Json::Value object(Json::objectValue);
+    if (!g_variant_is_of_type(dictionary, G_VARIANT_TYPE("a{sv}"))) {
+        return object;
+    }
+    GVariantIter iter;
+    const gchar* name = nullptr;
+    GVariant* value = nullptr;
+    g_variant_iter_init(&iter, dictionary);
+    while (g_variant_iter_loop(&iter, "{&sv}", &name, &value)) {
+        object[name] = ToJson(value);
+    }
+    return object;
 }
 
 bool CTessivoClient::WatchService(OwnerHandler handler) {

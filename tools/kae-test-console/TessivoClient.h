@@ -6,6 +6,7 @@
 #define TESSIVO_TOOLS_KAETESTCONSOLE_TESSIVOCLIENT_H
 
 #include <gio/gio.h>
+#include <json/json.h>
 
 #include <functional>
 #include <string>
@@ -32,6 +33,8 @@ public:
     // owner is the unique bus name of the service, empty when it has none.
     using OwnerHandler = std::function<void(const std::string& owner)>;
     using ClosedHandler = std::function<void()>;
+    // The properties of the status object that changed, by name.
+    using StatusHandler = std::function<void(const Json::Value& changed)>;
     // The end of an asynchronous "RequestSync": ok with the answer, or not ok
     // with the reason in error.
     using RequestHandler = std::function<void(bool ok, int result, const std::string& output,
@@ -76,6 +79,21 @@ public:
     // name is heard. \context Main thread only.
     bool SubscribeResponse(ResponseHandler handler);
 
+    // Every property of the service's status object, by name.
+    // \context Main thread only.
+    bool GetStatus(int timeoutMs, Json::Value* properties, TessivoError* error);
+    // Delivers each PropertiesChanged of the status object. Only the owner of
+    // the service's name can send one: the bus matches the sender, and its
+    // policy keeps everybody else's signals off the object.
+    // \context Main thread only.
+    bool SubscribeStatus(StatusHandler handler);
+
+    // A D-Bus value as JSON: strings, booleans and numbers as such, anything
+    // else as its GVariant text. \context Thread-safe.
+    static Json::Value ToJson(GVariant* value);
+    // An a{sv} dictionary as a JSON object. \context Thread-safe.
+    static Json::Value DictToJson(GVariant* dictionary);
+
     // Reports the owner of the service's name once when known, then at every
     // change; not when the bus connection itself closes.
     // \context Main thread only.
@@ -91,11 +109,16 @@ public:
 private:
     bool __Call(const char* method, GVariant* parameters, const char* replyType, int timeoutMs,
                 GVariant** reply, TessivoError* error);
+    bool __CallOn(const char* path, const char* interface, const char* method, GVariant* parameters,
+                  const char* replyType, int timeoutMs, GVariant** reply, TessivoError* error);
 
     static void _OnRequestDone(GObject* source, GAsyncResult* result, gpointer user);
     static void _OnResponse(GDBusConnection* connection, const gchar* sender, const gchar* path,
                             const gchar* interface, const gchar* signal, GVariant* parameters,
                             gpointer user);
+    static void _OnStatusChanged(GDBusConnection* connection, const gchar* sender,
+                                 const gchar* path, const gchar* interface, const gchar* signal,
+                                 GVariant* parameters, gpointer user);
     static void _OnOwnerChanged(GDBusConnection* connection, const gchar* sender, const gchar* path,
                                 const gchar* interface, const gchar* signal, GVariant* parameters,
                                 gpointer user);
@@ -108,6 +131,7 @@ private:
     GDBusConnection* m_connection = nullptr;
     guint m_signalId = 0;
     guint m_ownerSignalId = 0;
+    guint m_statusSignalId = 0;
     // The unique name that "Response" is accepted from; empty when nobody
     // owns the service's name.
     std::string m_responseOwner;
@@ -120,6 +144,7 @@ private:
     ResponseHandler m_responseHandler;
     OwnerHandler m_ownerHandler;
     ClosedHandler m_closedHandler;
+    StatusHandler m_statusHandler;
 };
 
 #endif
