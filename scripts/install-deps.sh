@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages tessivo needs to build, test and run its demo,
 # when they are missing. Needs root (or sudo) only when something is missing.
+# usage: scripts/install-deps.sh [fuzz]   (fuzz: also clang and libFuzzer)
 set -euo pipefail
 
 packages=(
@@ -9,6 +10,9 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin systemd util-linux procps
 )
+if [ "${1:-}" = fuzz ]; then
+    packages+=(clang libclang-rt-dev)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

@@ -342,6 +342,10 @@ bool ContextData::MakeData(const char* text) {
     bool parsed = false;
     try {
         Json::CharReaderBuilder builder;
+        // Comments are read past but not kept: a document is data, and a
+        // kept "// ..." comment would swallow the rest of the one-line text
+        // MakeStr writes.
+        builder["collectComments"] = false;
         std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
         // Parse aside so that a failure leaves the target as it was; the
         // reader throws instead of returning false when the nesting limit is
@@ -366,6 +370,8 @@ const char* ContextData::MakeStr() {
     bool written = Guarded("MakeStr", false, [&] {
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
+        // A view may sit on a value that carries comments of its own.
+        builder["commentStyle"] = "None";
         m_text = Json::writeString(builder, *_Target());
         return true;
     });

@@ -27,6 +27,10 @@ std::string Num(double value) {
     if (!std::isfinite(value)) {
         return "null";  // only an invalid scene has one; reading it back fails
     }
+    if (value == 0.0) {
+        // "-0" reads back as the whole number 0: the sign needs a fraction.
+        return std::signbit(value) ? "-0.0" : "0";
+    }
     for (int digits = 15; digits < 17; ++digits) {
         const std::string text = Format(value, digits);
         std::istringstream in(text);
@@ -39,8 +43,12 @@ std::string Num(double value) {
     return Format(value, 17);
 }
 
+// Every byte of the text, NUL and bytes that are not UTF-8 included, reads
+// back as it was: escaped only where JSON needs it.
 std::string Str(const std::string& text) {
-    return Json::valueToQuotedString(text.c_str());
+    Json::StreamWriterBuilder builder;
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, Json::Value(text));
 }
 
 std::string Bool(bool value) {

@@ -204,6 +204,19 @@ std::string ParseError(const std::string& json) {
     return error;
 }
 
+// Texts that only JSON escapes carry (a NUL, control characters, bytes that
+// are not UTF-8) and a coordinate of negative zero.
+Scene EdgeTexts() {
+    Scene scene;
+    scene.name = std::string("nul\0inside", 10);
+    scene.description = "\xff\xfe not UTF-8";
+    SceneClutter clutter;
+    clutter.at = {-0.0, 1.0};
+    clutter.label = "\x01\x1f\x7f";
+    scene.clutter.push_back(clutter);
+    return scene;
+}
+
 }  // namespace
 
 TEST(SceneRoomParse, ReadsPlansWallsMoversAndTheModule) {
@@ -366,7 +379,7 @@ TEST(SceneRoomParse, ValidateSceneHoldsScenesBuiltInCodeToTheSameLimits) {
 }
 
 TEST(SceneToJson, ReadsBackAsTheSameScene) {
-    const Scene scenes[] = {EveryField(), Scene(), RandomRoom(20240611)};
+    const Scene scenes[] = {EveryField(), Scene(), RandomRoom(20240611), EdgeTexts()};
     for (const Scene& scene : scenes) {
         SCOPED_TRACE(scene.name);
         const std::string json = SceneToJson(scene);

@@ -419,3 +419,27 @@ TEST(ContextDataParse, LargeDocumentsRoundTrip) {
     EXPECT_EQ(back.GetValueStr("long").size(), 1u << 20);
     EXPECT_EQ(text, back.MakeStr());
 }
+
+TEST(ContextDataParse, CommentsAreReadPastAndNeverWritten) {
+    const struct {
+        const char* text;
+        const char* compact;
+    } cases[] = {
+        {"// before\n{\"a\":1}", "{\"a\":1}"},
+        {"{\"a\":1, // after a member\n\"b\":2}", "{\"a\":1,\"b\":2}"},
+        {"{\"a\": /* inside */ [1, 2]}", "{\"a\":[1,2]}"},
+        {"[1] // at the end", "[1]"},
+    };
+    for (const auto& c : cases) {
+        ContextData data = Parsed(c.text);
+        const std::string compact = data.MakeStr();
+        EXPECT_EQ(compact, c.compact) << c.text;
+        ContextData back;
+        EXPECT_TRUE(back.MakeData(compact.c_str())) << compact;
+    }
+    // A value with comments of its own, seen through a view.
+    Json::Value value(1);
+    value.setComment(std::string("// a comment"), Json::commentBefore);
+    ContextData view(&value);
+    EXPECT_STREQ(view.MakeStr(), "1");
+}
