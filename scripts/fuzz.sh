@@ -8,11 +8,13 @@
 # target; a crash, a hang, a leak or a sanitizer report fails the run, and
 # the input that caused it is kept and named.
 #
-# usage: scripts/fuzz.sh [--seconds N] [--smoke] [--no-build] [TARGET...]
+# usage: scripts/fuzz.sh [--seconds N] [--smoke] [--no-build] [--keep DIR] [TARGET...]
 #   --seconds N  how long each target runs (default 60)
 #   --smoke      the CI smoke: a few seconds per target, only to show that
 #                every target still builds and runs
 #   --no-build   use the targets already built in build-fuzz
+#   --keep DIR   keep each target's corpus in DIR/NAME and start from it the
+#                next time, so that long runs add up
 #   TARGET       context_data, dbus_request, ... (or fuzz_context_data, ...);
 #                every target when none is named
 # Crash inputs go to build-fuzz/crashes/NAME/, the libFuzzer log of each run
@@ -24,12 +26,14 @@ cd "$top"
 
 seconds=60
 build=1
+keep=
 targets=()
 while [ $# -gt 0 ]; do
     case $1 in
         --seconds) seconds=${2:?--seconds needs a number}; shift 2 ;;
         --smoke) seconds=5; shift ;;
         --no-build) build=0; shift ;;
+        --keep) keep=${2:?--keep needs a folder}; shift 2 ;;
         -h|--help) sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'; exit 0 ;;
         -*) echo "unknown option $1 (see --help)" >&2; exit 2 ;;
         *) targets+=("${1#fuzz_}"); shift ;;
@@ -76,6 +80,7 @@ for target in "${targets[@]}"; do
         exit 2
     fi
     corpus=$scratch/$target/corpus
+    [ -n "$keep" ] && corpus=$keep/$target
     mkdir -p "$corpus" "$scratch/$target/tmp"
     cp fuzz/corpus/"$target"/* "$corpus"/
     options=(-max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -print_final_stats=1
