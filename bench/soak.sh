@@ -39,39 +39,10 @@ if [ "$warmup" -ge "$seconds" ]; then
 fi
 
 bin=$top/build/bin
-for tool in kae-service kae-test-console tessivo-platform; do
-    if [ ! -x "$bin/$tool" ]; then
-        echo "$bin/$tool missing: cmake --preset default && cmake --build build" >&2
-        exit 1
-    fi
-done
-
-work=$(mktemp -d /tmp/tessivo-soak-XXXXXX)
-pids=()
-cleanup() {
-    trap - INT TERM EXIT
-    for pid in "${pids[@]}"; do
-        kill -TERM "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true
-    done
-    [ -f "$work/bus/pid" ] && kill -TERM "$(cat "$work/bus/pid")" 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT INT TERM
-
-DBUS_SYSTEM_BUS_ADDRESS=$(scripts/private-bus.sh "$work/bus")
-export DBUS_SYSTEM_BUS_ADDRESS
-export TESSIVO_PLATFORM_DIR=$work/tv
-export TESSIVO_LOG_LEVEL=info
-export TESSIVO_TIME_SCALE=$scale
-"$bin/tessivo-platform" init >/dev/null
-
-"$bin/kae-service" 2>"$work/service.log" &
-service_pid=$!
-pids+=("$service_pid")
-for _ in $(seq 100); do
-    grep -q "OnNameAcquired" "$work/service.log" && break
-    sleep 0.05
-done
+# shellcheck source=bench/service-run.sh
+. "$top/bench/service-run.sh"
+service_run_setup soak kae-service kae-test-console tessivo-platform
+service_run_start kae-service "$scale"
 
 for i in 1 2; do
     "$bin/kae-test-console" subscribe --json >/dev/null 2>&1 &
@@ -99,13 +70,6 @@ pids+=($!)
     done
 ) &
 pids+=($!)
-
-private_kb() {
-    awk '/^Private_(Clean|Dirty):/ {s += $2} END {print s}' "/proc/$1/smaps_rollup"
-}
-rss_kb() {
-    awk '/^VmRSS:/ {print $2}' "/proc/$1/status"
-}
 
 echo "kae-service for $seconds s at $scale times the clock; warm-up $warmup s"
 echo "second private_kB rss_kB"

@@ -36,70 +36,31 @@ while [ $# -gt 0 ]; do
 done
 
 bin=$top/build/bin
-for tool in "$service" kae-test-console tessivo-platform; do
-    if [ ! -x "$bin/$tool" ]; then
-        echo "$bin/$tool missing: cmake --preset default && cmake --build build" >&2
-        exit 1
-    fi
-done
-
-work=$(mktemp -d /tmp/tessivo-stuck-XXXXXX)
-pids=()
-stuck_pids=()
-cleanup() {
-    trap - INT TERM EXIT
-    for pid in "${stuck_pids[@]}"; do
-        kill -CONT "$pid" 2>/dev/null || true
-    done
-    for pid in "${pids[@]}"; do
-        kill -TERM "$pid" 2>/dev/null && wait "$pid" 2>/dev/null || true
-    done
-    [ -f "$work/bus/pid" ] && kill -TERM "$(cat "$work/bus/pid")" 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT INT TERM
+# shellcheck source=bench/service-run.sh
+. "$top/bench/service-run.sh"
+service_run_setup stuck "$service" kae-test-console tessivo-platform
 
 extra=""
 if [ -n "$limit" ]; then
     extra="<limit name=\"max_incoming_bytes\">$limit</limit>"
     extra+="<limit name=\"max_outgoing_bytes\">$limit</limit>"
 fi
-DBUS_SYSTEM_BUS_ADDRESS=$(scripts/private-bus.sh "$work/bus" "$extra")
-export DBUS_SYSTEM_BUS_ADDRESS
-export TESSIVO_PLATFORM_DIR=$work/tv
-export TESSIVO_LOG_LEVEL=info
-export TESSIVO_TIME_SCALE=20
-"$bin/tessivo-platform" init >/dev/null
-
-"$bin/$service" 2>"$work/service.log" &
-service_pid=$!
-pids+=("$service_pid")
-for _ in $(seq 100); do
-    grep -q "OnNameAcquired" "$work/service.log" && break
-    sleep 0.05
-done
+service_run_start "$service" 20 "$extra"
 
 "$bin/kae-test-console" subscribe --json >"$work/healthy.out" 2>/dev/null &
 pids+=($!)
 for i in $(seq "$stuck"); do
     "$bin/kae-test-console" subscribe --json >"$work/stuck$i.out" 2>/dev/null &
     pids+=($!)
-    stuck_pids+=($!)
+    stopped_pids+=($!)
 done
 for i in $(seq "$stuck"); do
     for _ in $(seq 600); do
         [ -s "$work/stuck$i.out" ] && break
         sleep 0.05
     done
-    kill -STOP "${stuck_pids[$((i - 1))]}"
+    kill -STOP "${stopped_pids[$((i - 1))]}"
 done
-
-private_kb() {
-    awk '/^Private_(Clean|Dirty):/ {s += $2} END {print s}' "/proc/$1/smaps_rollup"
-}
-rss_kb() {
-    awk '/^VmRSS:/ {print $2}' "/proc/$1/status"
-}
 
 echo "$service, stuck subscribers: $stuck, bus limit per connection: ${limit:-default}"
 echo "second results read_ms service_private_kB daemon_rss_kB"
