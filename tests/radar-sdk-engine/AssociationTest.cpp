@@ -264,25 +264,32 @@ TEST(Tracker, AFanOrATurntableHoldsNoTrackButPeopleBesideItAreKept) {
 }
 
 // A wall mirrors a seated person: a still echo farther off that breathes
-// with the person, or one far fainter than anyone at its range could be,
-// holds no reported track while its source is tracked; a real person seated
-// behind, breathing at a rate of his own, is kept.
+// with the person (its power, or its path moving with the chest, the other
+// way round for a wall behind him), or one far fainter than anyone at its
+// range could be, holds no reported track while its source is tracked; a
+// real person seated behind, breathing at a rate of his own, is kept.
 TEST(Tracker, ASeatedPersonsWallEchoHoldsNoTrackButAPersonBehindIsKept) {
     struct Case {
         const char* name;
         float power;     // of the second still thing, against the person's
-        bool ownBreath;  // breathes at its own rate, not with the person
+        bool ownBreath;  // its power breathes at its own rate, not with the person
+        float follows;   // its phase steps are the person's times this (0: its own)
         int people;
     };
     const Case cases[] = {
-        {"echo breathing with the person", 0.3f, false, 1},
-        {"faint echo", 0.004f, true, 1},
-        {"person seated behind", 0.3f, true, 2},
+        {"echo breathing with the person", 0.3f, false, 0.0f, 1},
+        {"echo moving against the person's chest", 0.3f, true, -0.7f, 1},
+        {"faint echo", 0.004f, true, 0.0f, 1},
+        {"person seated behind", 0.3f, true, 0.0f, 2},
     };
     constexpr float kPersonY = 2.0f, kBehindX = 1.2f, kBehindY = 3.0f;
     constexpr int kFrames = 120, kSettleFrames = 60;
     auto breath = [](float hz, float phase, int frame) {
         return 1.0f + 0.8f * static_cast<float>(std::sin(2.0 * kPi * hz * 0.1 * frame + phase));
+    };
+    // A chest's phase step since the last frame: 4 mm of breathing.
+    auto step = [&breath](float hz, float phase, int frame) {
+        return 6.0f * (breath(hz, phase, frame) - breath(hz, phase, frame - 1));
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -300,6 +307,9 @@ TEST(Tracker, ASeatedPersonsWallEchoHoldsNoTrackButAPersonBehindIsKept) {
             for (radar_sdk::Detection& point : points) {
                 point.still = true;
             }
+            points[0].step = step(0.25f, 0.0f, frame);
+            points[1].step =
+                c.follows != 0.0f ? c.follows * points[0].step : step(0.4f, 1.0f, frame);
             tracker->Execute(points, 2, 0.1f);
             const int count = tracker->Report(reports, 4);
             if (frame < kSettleFrames) {

@@ -18,6 +18,7 @@ struct Detection {
     // person's points it gives a power-weighted phase difference.
     std::complex<float> cross;
     bool still = false;  // from the slow-time path
+    float step = 0.0f;   // a still point's phase step over the last frame (radians)
     // A local maximum of its map (every slow-time point is): only peaks
     // start new tracks, the cells around them only feed tracks.
     bool peak = true;

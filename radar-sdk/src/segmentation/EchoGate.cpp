@@ -7,25 +7,39 @@ namespace radar_sdk {
 namespace {
 
 // A log power steadier than this carries no breathing to follow: a
-// correlation of noise round a constant would say nothing either way.
+// correlation of noise round a constant would say nothing either way. Nor
+// do phase steps steadier than this (a chest that hardly moves).
 constexpr double kLogPowerFloor = 0.05;
+constexpr double kStepFloor = 0.03;
+
+// Sums for the correlation of two series.
+struct Pair {
+    double a = 0.0, b = 0.0, aa = 0.0, bb = 0.0, ab = 0.0;
+    void Add(double x, double y) {
+        a += x;
+        b += y;
+        aa += x * x;
+        bb += y * y;
+        ab += x * y;
+    }
+    double Correlation(double n, double floor) const {
+        const double va = aa / n - (a / n) * (a / n);
+        const double vb = bb / n - (b / n) * (b / n);
+        const double cov = ab / n - (a / n) * (b / n);
+        return cov / std::sqrt((va + floor * floor) * (vb + floor * floor));
+    }
+};
 
 struct Sums {
     double n = 0.0;
     double power = 0.0, sourcePower = 0.0;
-    double a = 0.0, b = 0.0, aa = 0.0, bb = 0.0, ab = 0.0;  // log powers
-    double Correlation() const {
-        const double va = aa / n - (a / n) * (a / n);
-        const double vb = bb / n - (b / n) * (b / n);
-        const double cov = ab / n - (a / n) * (b / n);
-        const double floor = kLogPowerFloor * kLogPowerFloor;
-        return cov / std::sqrt((va + floor) * (vb + floor));
-    }
+    Pair logPower, step;
 };
 
 }  // namespace
 
-void EchoHistory::Push(float stillPower) {
+void EchoHistory::Push(float stillPower, float step) {
+    m_step[m_head] = step;
     m_power[m_head] = stillPower;
     m_logPower[m_head] = stillPower > 0.0f ? std::log(stillPower) : 0.0f;
     m_head = (m_head + 1) % kFrames;
@@ -47,15 +61,11 @@ EchoVerdict JudgeEcho(const EchoTrack& track, const EchoTrack& source, const Ech
         if (!track.history->Hit(back) || !source.history->Hit(back)) {
             continue;
         }
-        const double a = track.history->LogPower(back), b = source.history->LogPower(back);
         sums.n += 1.0;
         sums.power += track.history->Power(back);
         sums.sourcePower += source.history->Power(back);
-        sums.a += a;
-        sums.b += b;
-        sums.aa += a * a;
-        sums.bb += b * b;
-        sums.ab += a * b;
+        sums.logPower.Add(track.history->LogPower(back), source.history->LogPower(back));
+        sums.step.Add(track.history->Step(back), source.history->Step(back));
     }
     if (sums.n < config.fastSamples) {
         // Only while the track is young: a source measured too rarely to be
@@ -71,7 +81,12 @@ EchoVerdict JudgeEcho(const EchoTrack& track, const EchoTrack& source, const Ech
         // seated behind another) more than it saved.
         return EchoVerdict::kClear;
     }
-    return sums.Correlation() > config.correlation ? EchoVerdict::kEcho : EchoVerdict::kClear;
+    if (std::fabs(sums.step.Correlation(sums.n, kStepFloor)) > config.stepCorrelation) {
+        return EchoVerdict::kEcho;
+    }
+    return sums.logPower.Correlation(sums.n, kLogPowerFloor) > config.correlation
+               ? EchoVerdict::kEcho
+               : EchoVerdict::kClear;
 }
 
 }  // namespace radar_sdk

@@ -3,7 +3,8 @@
 // so the slow-time path reports it as a seated person of its own, for as
 // long as the person sits. Two real people breathe independently and a real
 // person behind another is about as strong as the range allows. EchoHistory
-// keeps the slow-time power each track measured over the last seconds;
+// keeps the slow-time power and phase steps each track measured over the
+// last seconds;
 // JudgeEcho compares a still track with a nearer still one and says whether
 // the farther one is only its echo.
 #ifndef TESSIVO_RADARSDK_ECHOGATE_H
@@ -22,6 +23,9 @@ struct EchoConfig {
     // this much fainter; the echo of a breath off a wall is.
     float faintRatio = 0.1f;
     float correlation = 0.8f;  // of the log slow-time power: breathes with the source
+    // Of the phase steps, either sign: the echo's path follows the chest's
+    // motion, shortening where the direct path lengthens for a wall behind.
+    float stepCorrelation = 0.8f;
 };
 
 // Fixed-size history of one track's slow-time power, newest last: copying
@@ -30,13 +34,15 @@ class EchoHistory {
 public:
     static constexpr int kFrames = 64;
 
-    // One frame's slow-time power of the track's points (0: none).
-    void Push(float stillPower);
+    // One frame's slow-time power of the track's points (0: none) and their
+    // phase step since the previous frame (radians).
+    void Push(float stillPower, float step);
 
     // Frame `back` before the newest (0 newest).
     bool Hit(int back) const { return back < m_count && m_power[_At(back)] > 0.0f; }
     float Power(int back) const { return m_power[_At(back)]; }
     float LogPower(int back) const { return m_logPower[_At(back)]; }
+    float Step(int back) const { return m_step[_At(back)]; }
     int Count() const { return m_count; }
 
 private:
@@ -44,6 +50,7 @@ private:
 
     float m_power[kFrames] = {};
     float m_logPower[kFrames] = {};
+    float m_step[kFrames] = {};
     int m_head = 0;
     int m_count = 0;
 };

@@ -76,6 +76,7 @@ int PointCloud::Execute(const DopplerFft& doppler, const CfarCell* cells, int ce
         point.weight = cell.power;
         point.snr = cell.noise > 0.0f ? cell.power / cell.noise : 0.0f;
         point.still = false;
+        point.step = 0.0f;
         point.peak = cell.peak;
         _Place(&point);
     }
@@ -88,6 +89,7 @@ int PointCloud::Execute(const DopplerFft& doppler, const CfarCell* cells, int ce
         point.weight = slow[i].power;
         point.snr = slowNoise > 0.0f ? slow[i].power / slowNoise : 0.0f;
         point.still = true;
+        point.step = slow[i].step;
         point.peak = true;
         _Place(&point);
     }

@@ -42,6 +42,7 @@ std::unique_ptr<SlowTimeDetector> SlowTimeDetector::Create(int bins, int firstBi
     stage->m_variance.assign(bins, 0.0f);
     stage->m_residual.assign(bins, 0.0f);
     stage->m_cross.assign(bins, std::complex<float>());
+    stage->m_step.assign(bins, 0.0f);
     stage->m_alive.assign(bins, 0);
     stage->m_cells.resize(bins);
     return stage;
@@ -56,6 +57,7 @@ void SlowTimeDetector::Reset() {
     std::fill(m_variance.begin(), m_variance.end(), 0.0f);
     std::fill(m_residual.begin(), m_residual.end(), 0.0f);
     std::fill(m_cross.begin(), m_cross.end(), std::complex<float>());
+    std::fill(m_step.begin(), m_step.end(), 0.0f);
     std::fill(m_alive.begin(), m_alive.end(), 0);
 }
 
@@ -70,6 +72,28 @@ void SlowTimeDetector::_Learn(const std::complex<float>* zero0, const std::compl
         map[0] += learn * (zero0[k] - map[0]);
         map[1] += learn * (zero1[k] - map[1]);
     }
+}
+
+float SlowTimeDetector::_Step(const std::complex<float>* h, std::complex<float> mean0,
+                              std::complex<float> mean1, float power0, float power1,
+                              std::complex<float> cross) const {
+    // The principal eigenvector of the window's 2 x 2 covariance
+    // [[power0, conj(cross)], [cross, power1]] is (conj(cross), l - power0):
+    // projected on it, the two receivers give the bin's strongest source at
+    // the noise of both together.
+    const float half = 0.5f * (power0 - power1);
+    const float largest = 0.5f * (power0 + power1) + std::sqrt(half * half + std::norm(cross));
+    std::complex<float> w0 = cross, w1 = largest - power0;  // conjugated components
+    if (std::norm(w0) + std::norm(w1) == 0.0f) {
+        w0 = 1.0f;
+    }
+    const int window = m_config.window;
+    const int newest = (m_head + window - 1) % window;
+    const int before = (m_head + window - 2) % window;
+    const std::complex<float> now = w0 * (h[2 * newest] - mean0) + w1 * (h[2 * newest + 1] - mean1);
+    const std::complex<float> then =
+        w0 * (h[2 * before] - mean0) + w1 * (h[2 * before + 1] - mean1);
+    return std::arg(now * std::conj(then));
 }
 
 int SlowTimeDetector::Execute(const std::complex<float>* zero0, const std::complex<float>* zero1,
@@ -109,12 +133,17 @@ int SlowTimeDetector::Execute(const std::complex<float>* zero0, const std::compl
         }
         mean0 *= invN;
         mean1 *= invN;
-        float variance = 0.0f;
+        float power0 = 0.0f, power1 = 0.0f;
+        std::complex<float> cross;
         for (int i = 0; i < n; ++i) {
-            variance += std::norm(h[2 * i] - mean0) + std::norm(h[2 * i + 1] - mean1);
+            const std::complex<float> d0 = h[2 * i] - mean0, d1 = h[2 * i + 1] - mean1;
+            power0 += std::norm(d0);
+            power1 += std::norm(d1);
+            cross += d1 * std::conj(d0);
         }
-        variance *= invN;
+        const float variance = (power0 + power1) * invN;
         m_variance[k] = variance;
+        m_step[k] = _Step(h, mean0, mean1, power0, power1, cross);
         const float clutter = std::norm(mean0) + std::norm(mean1);
         m_alive[k] = variance > m_config.noiseFactor * noiseVariance &&
                      variance > m_config.clutterStability * clutter &&
@@ -134,6 +163,7 @@ int SlowTimeDetector::Execute(const std::complex<float>* zero0, const std::compl
         cell.bin = static_cast<float>(k) + PeakOffset(m_residual[k - 1], p, m_residual[k + 1]);
         cell.power = p;
         cell.cross = m_cross[k];
+        cell.step = m_step[k];
     }
     return m_count;
 }

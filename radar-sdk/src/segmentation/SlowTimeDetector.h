@@ -33,6 +33,10 @@ struct SlowCell {
     float bin = 0.0f;           // interpolated between bins
     float power = 0.0f;         // of the residual, both receivers
     std::complex<float> cross;  // residual of rx 1 times the conjugate of rx 0's
+    // How far the phase of the bin's strongest source turned since the last
+    // frame (radians): the motion of a chest, or of its wall echo, which
+    // follows that motion (scaled, of either sign, never at a rhythm of its own).
+    float step = 0.0f;
 };
 
 struct SlowTimeConfig {
@@ -70,6 +74,8 @@ public:
 private:
     SlowTimeDetector() = default;
     void _Learn(const std::complex<float>* zero0, const std::complex<float>* zero1);
+    float _Step(const std::complex<float>* h, std::complex<float> mean0, std::complex<float> mean1,
+                float power0, float power1, std::complex<float> cross) const;
 
     int m_bins = 0;
     int m_firstBin = 0;
@@ -83,6 +89,7 @@ private:
     std::vector<float> m_variance;
     std::vector<float> m_residual;
     std::vector<std::complex<float>> m_cross;
+    std::vector<float> m_step;
     std::vector<unsigned char> m_alive;
     std::vector<SlowCell> m_cells;
     int m_count = 0;

@@ -693,6 +693,7 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
                              still ? m_config.stillAccelerationSigma : m_config.accelerationSigma);
         track.moving = PointSum();
         track.still = PointSum();
+        track.steps = std::complex<float>();
         track.bands = 0u;
     }
     for (int i = 0; i < count; ++i) {
@@ -705,6 +706,9 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
         }
         Track& track = m_tracks[j];
         (point.still ? track.still : track.moving).Add(point, share, kFlatten);
+        if (point.still) {
+            track.steps += std::polar(share * point.weight, point.step);
+        }
         if (!point.still) {
             track.bands |= 1u << _Band(point.velocityMps);
         }
@@ -722,7 +726,7 @@ void Tracker::Execute(const Detection* points, int count, float dt) {
         }
         _Measure(&track);
         _Settle(&track);
-        track.history.Push(track.still.weight);
+        track.history.Push(track.still.weight, std::arg(track.steps));
     }
     _LearnWalls();
     _Spawn(points, count, dt);

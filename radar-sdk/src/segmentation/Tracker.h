@@ -152,6 +152,7 @@ private:
         // This frame's measurement, accumulated from the points that joined,
         // moving-path and slow-time ones apart.
         PointSum moving, still;
+        std::complex<float> steps;  // still points' phase steps, power-weighted
     };
 
     Tracker() = default;
