@@ -4,6 +4,15 @@
 # usage: scripts/install-deps.sh [fuzz]   (fuzz: also clang and libFuzzer)
 set -euo pipefail
 
+case ${1:-} in
+    -h|--help)
+    sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
+    exit 0
+        ;;
+    ''|fuzz) ;;
+    *) echo "install-deps.sh: unknown argument '$1' (try scripts/install-deps.sh --help)" >&2; exit 2 ;;
+esac
+
 packages=(
     build-essential cmake ninja-build pkg-config
     libglib2.0-dev libglib2.0-bin libjsoncpp-dev libkissfft-dev

@@ -5,6 +5,13 @@
 # configuration, for instance '<limit name="max_outgoing_bytes">65536</limit>'.
 # usage: scripts/private-bus.sh DIR [EXTRA]
 set -euo pipefail
+case ${1:-} in
+    -h|--help)
+    sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
+    exit 0
+        ;;
+    -*) echo "private-bus.sh: unknown option '$1' (try scripts/private-bus.sh --help)" >&2; exit 2 ;;
+esac
 top=$(cd "$(dirname "$0")/.." && pwd)
 dir=${1:?usage: private-bus.sh DIR [EXTRA]}
 extra=${2:-}

@@ -8,6 +8,17 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+for preset in "$@"; do
+    case $preset in
+        -h|--help)
+            sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
+            exit 0
+            ;;
+        default|asan|tsan|fuzz) ;;
+        *) echo "test.sh: unknown preset '$preset' (default, asan, tsan or fuzz; see --help)" >&2; exit 2 ;;
+    esac
+done
+
 scripts/install-deps.sh
 
 presets=("$@")

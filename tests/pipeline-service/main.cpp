@@ -7,6 +7,8 @@
 // reaching one already deleted.
 #include <glib-unix.h>
 #include <signal.h>
+#include <stdio.h>
+#include <string.h>
 
 #include <new>
 
@@ -16,6 +18,13 @@
 #include "Dispatcher.h"
 
 namespace {
+
+const char kUsage[] =
+    "Usage: pipeline_service\n"
+    "\n"
+    "The service's sensing front without its mode control, for tests and\n"
+    "bench/stuck-subscribers.sh: the radar streams while somebody subscribes to\n"
+    "the tracks, SIGUSR1 publishes one presence reading, SIGTERM stops it.\n";
 
 GMainLoop* s_loop = nullptr;
 ActivitySegment* s_pipeline = nullptr;
@@ -55,7 +64,15 @@ gboolean ReadPresenceOnce(gpointer) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc > 1) {
+        if (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0) {
+            fputs(kUsage, stdout);
+            return 0;
+        }
+        fprintf(stderr, "pipeline_service: takes no arguments (see --help)\n");
+        return 2;
+    }
     s_loop = g_main_loop_new(nullptr, FALSE);
     auto* dispatcher = new (std::nothrow) CDispatcher();
     auto* server = new (std::nothrow) CDBusServer(dispatcher);

@@ -7,8 +7,10 @@
 #include <system_settings.h>
 #include <vconf.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "MainContextSupport.h"
 #include "PlatformStore.h"
@@ -137,7 +139,19 @@ TEST_F(TvDataToolTest, BadInputIsRefusedWithAClearMessageAndChangesNothing) {
     maincontext::ToolResult type = RunTool({"vconf", "set", "db/x", "int", "1.5"});
     EXPECT_EQ(type.exitCode, 1);
     EXPECT_NE(type.err.find("not a int value"), std::string::npos) << type.err;
-    EXPECT_EQ(RunTool({"vconf", "set", "db/x", "long", "1"}).exitCode, 2);
-    EXPECT_EQ(RunTool({"dsf", "publish", "P/App/Change"}).exitCode, 2);
-    EXPECT_EQ(RunTool({"setting", "set", "10136"}).exitCode, 2);
+    // A bad command line: exit 2 and one line that says what and where the
+    // usage is.
+    const std::vector<std::vector<std::string>> badLines = {
+        {"vconf", "set", "db/x", "long", "1"},
+        {"dsf", "publish", "P/App/Change"},
+        {"setting", "set", "10136"},
+        {"set-app", "netflix"},
+        {},
+    };
+    for (const std::vector<std::string>& line : badLines) {
+        maincontext::ToolResult bad = RunTool(line);
+        EXPECT_EQ(bad.exitCode, 2) << testing::PrintToString(line);
+        EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 1) << bad.err;
+        EXPECT_NE(bad.err.find("--help"), std::string::npos) << bad.err;
+    }
 }

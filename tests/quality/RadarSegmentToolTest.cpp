@@ -138,15 +138,17 @@ TEST_F(RadarSegmentTool, PrintsOneResultDocumentPerFrame) {
 }
 
 TEST_F(RadarSegmentTool, JsonSummaryComesLastAndQuietDropsTheDocuments) {
-    const std::string recording = Record("seated", 25);
+    // Long enough for the seated person to be found well within the
+    // detection target: a passing verdict exits 0.
+    const std::string recording = Record("seated", 60);
     const RunResult plain = Segment({recording});
     const RunResult json = Segment({recording, "--json"});
     ASSERT_EQ(json.status, 0) << json.err;
     std::vector<std::string> lines = quality::Lines(json.out);
-    ASSERT_EQ(lines.size(), 26u);
+    ASSERT_EQ(lines.size(), 61u);
     EXPECT_EQ(json.out.substr(0, plain.out.size()), plain.out);
     const Json::Value summary = Parse(lines.back());
-    EXPECT_EQ(summary["frames"].asInt(), 25);
+    EXPECT_EQ(summary["frames"].asInt(), 60);
     EXPECT_EQ(summary["failedFrames"].asInt(), 0);
     EXPECT_GT(summary["framesPerSecond"].asDouble(), 0.0);
     EXPECT_FALSE(summary.isMember("score"));
@@ -156,8 +158,9 @@ TEST_F(RadarSegmentTool, JsonSummaryComesLastAndQuietDropsTheDocuments) {
     lines = quality::Lines(quiet.out);
     ASSERT_EQ(lines.size(), 1u) << quiet.out;
     const Json::Value scored = Parse(lines[0]);
-    EXPECT_EQ(scored["score"]["frames"].asInt(), 25);
-    EXPECT_EQ(scored["score"]["scoredFrames"].asInt(), 15);
+    EXPECT_EQ(scored["score"]["frames"].asInt(), 60);
+    EXPECT_EQ(scored["score"]["scoredFrames"].asInt(), 50);
+    EXPECT_TRUE(scored["score"]["passed"].asBool());
     EXPECT_TRUE(scored["score"]["checks"].isArray());
 
     // --score reads the sidecar: the same figures as naming it.
@@ -172,4 +175,14 @@ TEST_F(RadarSegmentTool, JsonSummaryComesLastAndQuietDropsTheDocuments) {
     EXPECT_EQ(report.out, "");
     EXPECT_NE(report.err.find("seated detection"), std::string::npos) << report.err;
     EXPECT_NE(report.err.find("verdict: "), std::string::npos) << report.err;
+
+    // Scored against a truth with a walker the recording does not hold: the
+    // figures still come, and the exit status tells the missed target.
+    const std::string empty = Record("empty-room", 25);
+    const std::string walker = Record("one-walker", 25);
+    const RunResult missed =
+        Segment({empty, "--quiet", "--json", "--truth", radar::TruthPathFor(walker)});
+    EXPECT_EQ(missed.status, 3) << missed.err;
+    EXPECT_FALSE(Parse(missed.out)["score"]["passed"].asBool()) << missed.out;
+    EXPECT_NE(missed.err.find("verdict fail"), std::string::npos) << missed.err;
 }

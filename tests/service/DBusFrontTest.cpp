@@ -264,6 +264,25 @@ TEST_F(DBusFrontTest, AnUnreadableFeatureCountsAsNotATavloTv) {
     EXPECT_EQ(service.Stderr().find("Tavlo TV!!"), std::string::npos);
 }
 
+// Asking for the usage, with the bus up and watched, prints it and exits:
+// no name taken, no HELLO, no service log. A bad argument is refused the
+// same way.
+TEST_F(DBusFrontTest, HelpAndBadArgumentsTouchNeitherTheBusNorTheRadar) {
+    Subprocess& monitor = StartMonitor();
+    const CommandResult help = Run({Bin("kae-service"), "--help"});
+    ASSERT_TRUE(help.finished);
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_NE(help.out.find("Usage: kae-service"), std::string::npos) << help.out;
+    EXPECT_EQ(help.err, "");
+    const CommandResult bad = Run({Bin("kae-service"), "--verbose"});
+    ASSERT_TRUE(bad.finished);
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_NE(bad.err.find("--verbose"), std::string::npos) << bad.err;
+    EXPECT_EQ(bad.err.find("Service Start"), std::string::npos) << bad.err;
+    EXPECT_TRUE(NameOwner().empty());
+    EXPECT_EQ(monitor.Stdout().find("HELLO"), std::string::npos) << monitor.Stdout();
+}
+
 TEST_F(DBusFrontTest, SigtermSaysByeReleasesTheNameAndExitsCleanly) {
     Subprocess& monitor = StartMonitor();
     Subprocess& service = StartService();

@@ -82,8 +82,9 @@ std::string RadarSegmentUsage(const char* program) {
            "  -h, --help     this text\n"
            "\n"
            "The speed (frames per second of the per-frame path) and, without --json,\n"
-           "the figures go to standard error. Exit status: 0 done, 1 bad input or a\n"
-           "frame the segmentation failed on, 2 bad command line.\n";
+           "the figures go to standard error. Exit status: 0 done (scored: every\n"
+           "target met), 1 bad input or a frame the segmentation failed on, 2 bad\n"
+           "command line, 3 scored and a target missed (the figures are printed).\n";
 }
 
 std::string RadarSegmentShortUsage(const char* program) {

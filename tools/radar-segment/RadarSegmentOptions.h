@@ -13,6 +13,9 @@ constexpr int kRadarSegmentExitOk = 0;
 // or frames that the segmentation failed on.
 constexpr int kRadarSegmentExitFailure = 1;
 constexpr int kRadarSegmentExitUsage = 2;
+// Scored, and at least one target that applies was missed: scripts can tell
+// a failed verdict from a run that could not be done.
+constexpr int kRadarSegmentExitMissed = 3;
 
 struct RadarSegmentOptions {
     bool help = false;

@@ -116,6 +116,10 @@ int Run(const RadarSegmentOptions& options) {
         return Fail(std::to_string(failed) + " of " + std::to_string(frames) +
                     " frames failed in the segmentation");
     }
+    if (options.score && !score.passed) {
+        fprintf(stderr, "%s: verdict fail: a target was missed\n", kProgram);
+        return kRadarSegmentExitMissed;
+    }
     return kRadarSegmentExitOk;
 }
 

@@ -56,11 +56,10 @@ void PrintUsage(FILE* out) {
     fputs(kUsageTail, out);
 }
 
+// A bad command line: one line that names the problem and where the usage
+// is, not three screens of usage to scroll back through.
 int Usage(const char* problem) {
-    if (problem != nullptr) {
-        fprintf(stderr, "tessivo-platform: %s\n\n", problem);
-    }
-    PrintUsage(stderr);
+    fprintf(stderr, "tessivo-platform: %s (see tessivo-platform --help)\n", problem);
     return 2;
 }
 
@@ -179,9 +178,12 @@ int Setting(const std::vector<std::string>& args) {
 
 int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
-    if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-        PrintUsage(args.empty() ? stderr : stdout);
-        return args.empty() ? 2 : 0;
+    if (args.empty()) {
+        return Usage("a command is needed");
+    }
+    if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+        PrintUsage(stdout);
+        return 0;
     }
     const std::string& command = args[0];
     if (command == "init" && args.size() == 1) {
