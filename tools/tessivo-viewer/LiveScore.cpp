@@ -81,7 +81,7 @@ Json::Value CLiveScore::Summary(int64_t nowMs) {
     }
     Json::Value summary(Json::objectValue);
     summary["windowS"] = static_cast<Json::Int64>(kWindowMs / 1000);
-    summary["frames"] = static_cast<Json::UInt64>(m_frames.size());
+    summary["frames"] = static_cast<Json::Int64>(m_frames.size());
     summary["detected"] = static_cast<Json::Int64>(detected);
     summary["missed"] = static_cast<Json::Int64>(missed);
     summary["falseTracks"] = static_cast<Json::Int64>(falseTracks);
