@@ -18,6 +18,7 @@ packages=(
     libglib2.0-dev libglib2.0-bin libjsoncpp-dev libkissfft-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin systemd util-linux procps
+    libsoup-3.0-dev chromium
 )
 if [ "${1:-}" = fuzz ]; then
     packages+=(clang libclang-rt-dev)

@@ -2,6 +2,7 @@
 
 #include <inttypes.h>
 #include <math.h>
+#include <string.h>
 #include <sys/stat.h>
 
 #include <system_error>
@@ -12,6 +13,7 @@
 #include "RadarFrameFormat.h"
 #include "RadarPresence.h"
 #include "RadarRecorder.h"
+#include "RadarTruthFile.h"
 
 namespace {
 
@@ -52,6 +54,7 @@ struct SimulatedMotionSensor::StreamPlan {
     std::vector<uint8_t> frame = std::vector<uint8_t>(radar::kFrameBytes);
     std::vector<radar::TruthTarget> people;  // in `frame`, when hasTruth
     bool hasTruth = false;
+    bool truthFailureLogged = false;
 };
 
 IMotionSensor* IMotionSensor::getInstance() {
@@ -300,6 +303,7 @@ void SimulatedMotionSensor::_Stream(std::shared_ptr<StreamPlan> plan) {
             MOTION_LOGE("stream ends: %s", error.c_str());
             break;
         }
+        _PublishTruth(plan.get());
         _DeliverFrame(plan.get(), faults);
     }
     m_delivering = false;
@@ -311,6 +315,21 @@ void SimulatedMotionSensor::_Stream(std::shared_ptr<StreamPlan> plan) {
         } else {
             MOTION_LOGI("%s now holds %" PRId64 " slices", plan->recordPath.c_str(), slices);
         }
+    }
+}
+
+void SimulatedMotionSensor::_PublishTruth(StreamPlan* plan) {
+    RadarTruthFrame truth;
+    truth.frame = plan->tick;
+    truth.hasTruth = plan->hasTruth;
+    if (plan->hasTruth) {
+        truth.people = plan->people;
+    }
+    int ret = RadarTruthFile::Write(truth);
+    // Readers only look on; a directory they cannot get is said once.
+    if (ret != 0 && !plan->truthFailureLogged) {
+        MOTION_LOGW("cannot write %s: %s", RadarTruthFile::PathOf().c_str(), strerror(-ret));
+        plan->truthFailureLogged = true;
     }
 }
 

@@ -81,6 +81,9 @@ private:
     void _RefreshSource(bool force);
     bool _OpenRecorder(const RadarSource& source, StreamPlan* plan);
     void _Stream(std::shared_ptr<StreamPlan> plan);
+    // Writes the frame's ground truth for readers of the platform directory
+    // (RadarTruthFile.h), before the frame goes out.
+    void _PublishTruth(StreamPlan* plan);
     void _DeliverFrame(StreamPlan* plan, const RadarStreamFaults& faults);
 
     // Serialises init, start and stop; held while stop joins the stream.

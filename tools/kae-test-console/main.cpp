@@ -1,4 +1,6 @@
 // kae-test-console: the command-line client of the tessivo service.
+#include <glib.h>
+
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -9,6 +11,7 @@
 
 int main(int argc, char** argv) {
     const char* program = "kae-test-console";
+    g_set_prgname(program);
     std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
     ConsoleOptions options;
     std::string error;

@@ -6,6 +6,13 @@
 
 namespace {
 
+// Whose client speaks in a note on standard error: the program's name when
+// it set one (kae-test-console, tessivo-viewer).
+const char* ProgramName() {
+    const char* name = g_get_prgname();
+    return name != nullptr ? name : "tessivo client";
+}
+
 // Answers of the bus itself that mean nobody owns the service's name.
 bool MeansNotRunning(const std::string& name) {
     return name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
@@ -283,7 +290,7 @@ void CTessivoClient::_OnStatusChanged(GDBusConnection* connection, const gchar* 
                                       const gchar* path, const gchar* interface,
                                       const gchar* signal, GVariant* parameters, gpointer user) {
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) {
-        fprintf(stderr, "kae-test-console: ignored a PropertiesChanged signal of type %s\n",
+        fprintf(stderr, "%s: ignored a PropertiesChanged signal of type %s\n", ProgramName(),
                 g_variant_get_type_string(parameters));
         return;
     }
@@ -369,13 +376,12 @@ void CTessivoClient::_OnResponse(GDBusConnection* connection, const gchar* sende
                                  GVariant* parameters, gpointer user) {
     auto* self = static_cast<CTessivoClient*>(user);
     if (sender == nullptr || self->m_responseOwner != sender) {
-        fprintf(stderr,
-                "kae-test-console: ignored a Response signal from %s, which does not own %s\n",
-                sender != nullptr ? sender : "?", KAE_DBUS_NAME);
+        fprintf(stderr, "%s: ignored a Response signal from %s, which does not own %s\n",
+                ProgramName(), sender != nullptr ? sender : "?", KAE_DBUS_NAME);
         return;
     }
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(iss)"))) {
-        fprintf(stderr, "kae-test-console: ignored a Response signal of type %s from %s\n",
+        fprintf(stderr, "%s: ignored a Response signal of type %s from %s\n", ProgramName(),
                 g_variant_get_type_string(parameters), sender != nullptr ? sender : "?");
         return;
     }

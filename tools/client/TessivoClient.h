@@ -2,8 +2,8 @@
 // method calls with a time-out, the "Response" signal and the presence of the
 // service's name on the bus. Everything runs on the thread of the default
 // GLib main context.
-#ifndef TESSIVO_TOOLS_KAETESTCONSOLE_TESSIVOCLIENT_H
-#define TESSIVO_TOOLS_KAETESTCONSOLE_TESSIVOCLIENT_H
+#ifndef TESSIVO_TOOLS_CLIENT_TESSIVOCLIENT_H
+#define TESSIVO_TOOLS_CLIENT_TESSIVOCLIENT_H
 
 #include <gio/gio.h>
 #include <json/json.h>
