@@ -6,8 +6,8 @@ set -euo pipefail
 
 case ${1:-} in
     -h|--help)
-    sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
-    exit 0
+        sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
+        exit 0
         ;;
     ''|fuzz) ;;
     *) echo "install-deps.sh: unknown argument '$1' (try scripts/install-deps.sh --help)" >&2; exit 2 ;;

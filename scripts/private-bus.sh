@@ -7,8 +7,8 @@
 set -euo pipefail
 case ${1:-} in
     -h|--help)
-    sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
-    exit 0
+        sed -n '2,/^set -euo/p' "$0" | grep '^#' | sed 's/^# \{0,1\}//'
+        exit 0
         ;;
     -*) echo "private-bus.sh: unknown option '$1' (try scripts/private-bus.sh --help)" >&2; exit 2 ;;
 esac

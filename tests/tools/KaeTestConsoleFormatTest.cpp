@@ -172,8 +172,9 @@ TEST(KaeTestConsoleOptions, RejectsBadCommandLinesWithAReason) {
 }
 
 TEST(KaeTestConsoleFormat, ActivityResultBecomesOneCompactLine) {
-    EXPECT_EQ(ConsoleFormat::ActivityHuman(kOneTrack),
-              "segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 angle -12.50 velocity 0.25");
+    EXPECT_EQ(
+        ConsoleFormat::ActivityHuman(kOneTrack),
+        "segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 m angle -12.50 deg velocity 0.25 m/s");
 
     // Float values widened to double, as the service writes them.
     const std::string twoTracks =
@@ -181,9 +182,10 @@ TEST(KaeTestConsoleFormat, ActivityResultBecomesOneCompactLine) {
         "\"tracks\":[{\"angle\":-12.5,\"id\":1.0,\"range\":1.2000000476837158,\"velocity\":0.25},"
         "{\"angle\":20.0,\"id\":7.0,\"range\":3.0999999046325684,\"velocity\":-0.4000000059604645}"
         "]}],\"status\":\"success\"}";
-    EXPECT_EQ(ConsoleFormat::ActivityHuman(twoTracks),
-              "segments 1,1,0,0,0,2 | 2 tracks: id 1 range 1.20 angle -12.50 velocity 0.25; "
-              "id 7 range 3.10 angle 20.00 velocity -0.40");
+    EXPECT_EQ(
+        ConsoleFormat::ActivityHuman(twoTracks),
+        "segments 1,1,0,0,0,2 | 2 tracks: id 1 range 1.20 m angle -12.50 deg velocity 0.25 m/s; "
+        "id 7 range 3.10 m angle 20.00 deg velocity -0.40 m/s");
 
     const std::string noTracks =
         "{\"result\":[{\"segments\":[{\"num_of_segment\":6,\"segment\":\"0,0,0,0,0,0\"}]}],"
@@ -198,8 +200,8 @@ TEST(KaeTestConsoleFormat, ActivityResultBecomesOneCompactLine) {
 
     EXPECT_EQ(
         ConsoleFormat::SignalHuman(kConsolePublishedResult, KAE_SUBJECT_TRACK_SEGMENT, kOneTrack),
-        "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 angle -12.50 "
-        "velocity 0.25");
+        "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 m angle -12.50 deg "
+        "velocity 0.25 m/s");
 }
 
 TEST(KaeTestConsoleFormat, UnexpectedActivityDocumentsFallBackToTheRawText) {
@@ -237,8 +239,8 @@ TEST(KaeTestConsoleFormat, SignalsForAPersonStayOnOneLine) {
     EXPECT_EQ(ConsoleFormat::SignalHuman(-3, KAE_SUBJECT_BYE, "{}"),
               "BYE service stopping (result -3 (refused or duplicate))");
     EXPECT_EQ(ConsoleFormat::SignalHuman(0, KAE_SUBJECT_TRACK_SEGMENT, kOneTrack),
-              "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 angle -12.50 "
-              "velocity 0.25 (result 0 (done))");
+              "TRACK_SEGMENT segments 0,1,0,0,0,0 | 1 track: id 1 range 1.75 m angle -12.50 deg "
+              "velocity 0.25 m/s (result 0 (done))");
     EXPECT_EQ(ConsoleFormat::SignalHuman(7, "OTHER\t1", "a\r\nb\x01"),
               "Response OTHER\\t1 result 7: a\\r\\nb\\x01");
 }
@@ -287,7 +289,11 @@ TEST(KaeTestConsoleFormat, MethodAnswers) {
               "KAE/GET/PRESENCE/ result 0 (done): presence 1");
     EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, 0,
                                           "{\"detection\":1,\"distance\":\"1.28\"}"),
-              "KAE/GET/PRESENCE_DISTANCE/ result 0 (done): detection 1, distance 1.28");
+              "KAE/GET/PRESENCE_DISTANCE/ result 0 (done): detection 1, distance 1.28 m");
+    // A failed read's mark is no distance in metres.
+    EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, 0,
+                                          "{\"detection\":-4,\"distance\":\"-4.00\"}"),
+              "KAE/GET/PRESENCE_DISTANCE/ result 0 (done): detection -4, distance -4.00");
     EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, -4, "{}"),
               "KAE/GET/PRESENCE_DISTANCE/ result -4 (no presence data)");
     EXPECT_EQ(ConsoleFormat::RequestHuman(KAE_SUBJECT_PRESENCE_DISTANCE, 0, "{\"detection\":1}"),

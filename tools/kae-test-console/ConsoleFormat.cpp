@@ -186,9 +186,9 @@ std::string ActivityHuman(const std::string& output) {
             list += "; ";
         }
         list += "id " + FormatId(track["id"].asDouble()) + " range " +
-                Printf("%.2f", track["range"].asDouble()) + " angle " +
-                Printf("%.2f", track["angle"].asDouble()) + " velocity " +
-                Printf("%.2f", track["velocity"].asDouble());
+                Printf("%.2f m", track["range"].asDouble()) + " angle " +
+                Printf("%.2f deg", track["angle"].asDouble()) + " velocity " +
+                Printf("%.2f m/s", track["velocity"].asDouble());
     }
     unsigned count = tracks.isArray() ? tracks.size() : 0;
     if (count == 0) {
@@ -242,8 +242,12 @@ std::string RequestHuman(const std::string& subject, int result, const std::stri
     }
     if (result == 0 && subject == KAE_SUBJECT_PRESENCE_DISTANCE && parsed && value.isObject() &&
         value["detection"].isInt() && value["distance"].isString()) {
+        // Metres; a negative value is the service's mark of a failed read,
+        // shown as it came.
+        const std::string distance = OneLine(value["distance"].asString());
+        const bool metres = !distance.empty() && distance[0] != '-';
         return line + ": detection " + std::to_string(value["detection"].asInt()) + ", distance " +
-               OneLine(value["distance"].asString());
+               distance + (metres ? " m" : "");
     }
     if (result != 0 && IsEmptyBody(output)) {
         return line;
