@@ -124,7 +124,10 @@ setsid "$bin/kae-test-console" read distance --every 1000 &
 client_pids="$client_pids $!"
 
 if [ "$duration" != 0 ]; then
-    sleep "$duration"
+    # In the background and waited for: a TERM or Ctrl-C ends the demo at
+    # once instead of after the sleep.
+    sleep "$duration" &
+    wait $! || true
 else
     wait "$service_pid" || true
 fi
