@@ -33,7 +33,7 @@ std::string RadarTruthFile::PathOf() {
     return PlatformStore::RootDir() + "/" + kArea + "/" + kFileName;
 }
 
-std::string RadarTruthFile::Format(const RadarTruthFrame& frame) {
+Json::Value RadarTruthFile::ToJson(const RadarTruthFrame& frame) {
     Json::Value root(Json::objectValue);
     root["frame"] = static_cast<Json::Int64>(frame.frame);
     root["truth"] = frame.hasTruth;
@@ -49,11 +49,15 @@ std::string RadarTruthFile::Format(const RadarTruthFrame& frame) {
         people.append(item);
     }
     root["people"] = people;
+    return root;
+}
+
+std::string RadarTruthFile::Format(const RadarTruthFrame& frame) {
     Json::StreamWriterBuilder writer;
     writer["indentation"] = "";
     // Millimetres and tenths of a degree are plenty for a picture.
     writer["precision"] = 6;
-    return Json::writeString(writer, root) + "\n";
+    return Json::writeString(writer, ToJson(frame)) + "\n";
 }
 
 bool RadarTruthFile::Parse(const std::string& text, RadarTruthFrame* frame, std::string* problem) {

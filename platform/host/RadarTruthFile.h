@@ -16,6 +16,7 @@
 #ifndef TESSIVO_PLATFORM_HOST_RADARTRUTHFILE_H
 #define TESSIVO_PLATFORM_HOST_RADARTRUTHFILE_H
 
+#include <json/json.h>
 #include <stdint.h>
 
 #include <string>
@@ -44,8 +45,10 @@ public:
     // why), -EIO.
     // \context Thread-safe.
     static int Read(RadarTruthFrame* frame, std::string* problem);
-    // The document of a frame, and back; Parse is strict about types.
+    // The document of a frame (values to the millimetre), as JSON and as
+    // its one-line text, and back; Parse is strict about types.
     // \context Thread-safe.
+    static Json::Value ToJson(const RadarTruthFrame& frame);
     static std::string Format(const RadarTruthFrame& frame);
     static bool Parse(const std::string& text, RadarTruthFrame* frame, std::string* problem);
 };

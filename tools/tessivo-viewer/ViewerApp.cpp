@@ -48,25 +48,6 @@ Json::Value ParseJson(const std::string& text) {
     return value;
 }
 
-Json::Value TruthJson(const RadarTruthFrame& frame) {
-    Json::Value truth(Json::objectValue);
-    truth["frame"] = static_cast<Json::Int64>(frame.frame);
-    truth["truth"] = frame.hasTruth;
-    Json::Value people(Json::arrayValue);
-    for (const radar::TruthTarget& person : frame.people) {
-        Json::Value item(Json::objectValue);
-        item["id"] = person.id;
-        item["range"] = person.range;
-        item["angle"] = person.angle;
-        item["velocity"] = person.velocity;
-        item["x"] = person.x;
-        item["y"] = person.y;
-        people.append(item);
-    }
-    truth["people"] = people;
-    return truth;
-}
-
 }  // namespace
 
 CViewerApp::CViewerApp(const ViewerOptions& options)
@@ -285,7 +266,7 @@ void CViewerApp::_ReadTruth() {
     }
     m_truth = frame;
     m_hasTruth = true;
-    m_events.Broadcast("truth", TruthJson(frame));
+    m_events.Broadcast("truth", RadarTruthFile::ToJson(frame));
 }
 
 void CViewerApp::_ReadTv() {
@@ -327,7 +308,7 @@ Json::Value CViewerApp::_Snapshot() const {
     if (m_simulated) {
         snapshot["tv"] = m_tv;
         snapshot["kpi"] = m_kpi;
-        snapshot["truth"] = m_hasTruth ? TruthJson(m_truth) : Json::Value();
+        snapshot["truth"] = m_hasTruth ? RadarTruthFile::ToJson(m_truth) : Json::Value();
         snapshot["score"] = const_cast<CLiveScore&>(m_score).Summary(NowMs());
     }
     return snapshot;
